@@ -1,0 +1,16 @@
+// A CIM instance: its class name, its path (when known) and its properties.
+#pragma once
+
+#include "KivoUtilities/IKivoInstanceName.h"
+#include "KivoUtilities/IKivoProperty.h"
+#include "KivoUtilities/KVOSmrPtr.h"
+#include "KivoUtilities/KVOValSlist.h"
+
+class IKivoObject {
+public:
+    virtual ~IKivoObject() = default;
+    virtual KVOString getClassName() const = 0;
+    // Null when the instance carries no path.
+    virtual KVOSmrPtr<IKivoInstanceName> getInstanceName() const = 0;
+    virtual KVOValSlist<KVOSmrPtr<IKivoProperty>> getProperties() const = 0;
+};

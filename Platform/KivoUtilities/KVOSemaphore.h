@@ -1,0 +1,30 @@
+// The utility library's counting semaphore.
+//
+// wait(timeoutMs) takes one count, waiting at most timeoutMs milliseconds (-1:
+// without limit, 0: not at all) and answers whether it got one; release() adds
+// counts and wakes waiters. Thread-safe; uncontended calls stay in user space.
+#pragma once
+
+#include "KivoUtilities/KVOLightSemaphore.h"
+
+class KVOSemaphore {
+public:
+    explicit KVOSemaphore(long initialCount = 0) : _sem(initialCount) {}
+    KVOSemaphore(KVOSemaphore const&) = delete;
+    KVOSemaphore& operator=(KVOSemaphore const&) = delete;
+
+    bool wait(int timeoutMs = -1) {
+        if (timeoutMs < 0) {
+            _sem.wait();
+            return true;
+        }
+        return _sem.waitFor(std::chrono::milliseconds(timeoutMs));
+    }
+    bool tryWait() noexcept { return _sem.tryWait(); }
+    void release(long count = 1) noexcept { _sem.release(count); }
+    // Free counts (negative: minus the number of sleeping waiters); a snapshot.
+    long available() const noexcept { return _sem.available(); }
+
+private:
+    kvo_detail::LightSemaphore _sem;
+};
