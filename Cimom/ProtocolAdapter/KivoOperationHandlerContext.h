@@ -11,7 +11,7 @@
 #include "KivoUtilities/KVOString.h"
 
 class IKivoOperationHandler;
-class IKivoClass;
+#include "KivoUtilities/IKivoClass.h"
 
 // The object manager's server interface; nothing in the adapters' common
 // layer calls it.
