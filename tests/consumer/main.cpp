@@ -3,7 +3,9 @@
 #include "Cimom/ProtocolAdapter/Common/AdapterUtils.h"
 #include "Cimom/ProtocolAdapter/Common/KivoOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoURL.h"
+#include "KivoUtilities/KVOGenericHTTPOStream.h"
 #include "KivoUtilities/KVOLog.h"
+#include "KivoUtilities/KVOMemorySocket.h"
 
 #include <cstdio>
 
@@ -28,8 +30,9 @@ int main() {
     KivoURL url("http", "localhost", "root/cimv2", 5988);
     KVOSmrPtr<KivoOperationBase> op(new Probe);
     op->setErrorCode(0);
-    // The driver only passes the stream on to writeResponse, which ignores it.
-    op->process(*reinterpret_cast<KVOGenericHTTPOStream*>(&records), op);
+    KVOMemorySocket socket;
+    KVOGenericHTTPOStream ostr(socket);
+    op->process(ostr, op);
     bool ok = static_cast<Probe&>(*op).written && op->getErrorCode() == 1 && records == 3 && url.getHostPort() == 5988;
     std::printf("consumer: %s\n", ok ? "ok" : "FAILED");
     return ok ? 0 : 1;
