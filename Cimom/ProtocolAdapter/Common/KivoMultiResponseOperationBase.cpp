@@ -1,0 +1,5 @@
+#include "Cimom/ProtocolAdapter/Common/KivoMultiResponseOperationBase.h"
+
+#define QORA_INSTANTIATE_MULTI_RESPONSE_OPERATION(T) template class KivoMultiResponseOperationBase<T>;
+QORA_MULTI_RESPONSE_RESULT_TYPES(QORA_INSTANTIATE_MULTI_RESPONSE_OPERATION)
+#undef QORA_INSTANTIATE_MULTI_RESPONSE_OPERATION
