@@ -51,7 +51,11 @@ public:
     // Reads one line from an HTTP input stream: bytes up to and not including
     // `delimiter`, which is consumed. Stops at end of stream or after
     // `maxLength` bytes of line content, whichever comes first; the rest of an
-    // over-long line stays in the stream. Defined with the HTTP streams.
+    // over-long line stays in the stream. A delimiter that begins within the
+    // limit is still taken whole (should it break off past the limit, the
+    // bytes of it already taken end the returned line), so at most
+    // maxLength + delimiter length bytes leave the stream. Defined with the
+    // HTTP streams.
     static KVOString readLine(KVOGenericHTTPIStream& istr, KVOString const& delimiter, unsigned maxLength);
 
 private:
