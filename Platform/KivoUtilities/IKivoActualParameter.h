@@ -1,4 +1,6 @@
-// A named argument or result parameter of a CIM method call.
+// A named argument or result parameter of a CIM method call (its declaration
+// in the class is IKivoParameter). Immutable once made, shared through
+// KVOSmrPtr.
 #pragma once
 
 #include "KivoUtilities/IKivoValue.h"

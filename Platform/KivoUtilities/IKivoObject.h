@@ -1,4 +1,5 @@
 // A CIM instance: its class name, its path (when known) and its properties.
+// Immutable once made, shared through KVOSmrPtr; any thread may read it.
 #pragma once
 
 #include "KivoUtilities/IKivoInstanceName.h"
@@ -13,4 +14,11 @@ public:
     // Null when the instance carries no path.
     virtual KVOSmrPtr<IKivoInstanceName> getInstanceName() const = 0;
     virtual KVOValSlist<KVOSmrPtr<IKivoProperty>> getProperties() const = 0;
+
+    // The property named `name` (without regard to ASCII case), or null.
+    KVOSmrPtr<IKivoProperty> getProperty(KVOString const& name) const {
+        for (KVOSmrPtr<IKivoProperty> const& p : getProperties())
+            if (p->getName().equalsIgnoreCase(name)) return p;
+        return nullptr;
+    }
 };

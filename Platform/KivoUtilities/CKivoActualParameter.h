@@ -1,0 +1,3 @@
+// CKivoActualParameter lives with the other concrete CIM data objects.
+#pragma once
+#include "KivoUtilities/CKivoData.h"

@@ -1,0 +1,41 @@
+// The declaration of one parameter of a CIM method: name, type, array-ness,
+// reference class and qualifiers (IN and OUT among them). The value passed in
+// a call is an IKivoActualParameter. Immutable once made, shared through
+// KVOSmrPtr.
+#pragma once
+
+#include "KivoUtilities/IKivoQualifier.h"
+#include "KivoUtilities/KVOCIMType.h"
+#include "KivoUtilities/KVOSmrPtr.h"
+#include "KivoUtilities/KVOString.h"
+
+#include <vector>
+
+class IKivoParameter {
+public:
+    virtual ~IKivoParameter() = default;
+    virtual KVOString getName() const = 0;
+    virtual KVOCIMType getCIMType() const = 0;
+    virtual bool isArray() const = 0;
+    // For a reference parameter, the class it refers to (empty when any).
+    virtual KVOString getReferenceClass() const = 0;
+    virtual std::vector<KVOSmrPtr<IKivoQualifier>> getQualifiers() const = 0;
+
+    // The qualifier named `name` (without regard to ASCII case), or null.
+    KVOSmrPtr<IKivoQualifier> getQualifier(KVOString const& name) const {
+        for (KVOSmrPtr<IKivoQualifier> const& q : getQualifiers())
+            if (q->getName().equalsIgnoreCase(name)) return q;
+        return nullptr;
+    }
+    // Whether values pass into the method (the IN qualifier, true when
+    // absent) and out of it (the OUT qualifier, false when absent).
+    bool isIn() const { return flag("IN", true); }
+    bool isOut() const { return flag("OUT", false); }
+
+private:
+    bool flag(char const* name, bool absent) const {
+        KVOSmrPtr<IKivoQualifier> q = getQualifier(name);
+        KVOSmrPtr<IKivoValue> v = q ? q->getValue() : nullptr;
+        return v ? v->getBoolean() : absent;
+    }
+};
