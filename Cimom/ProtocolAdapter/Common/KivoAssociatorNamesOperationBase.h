@@ -1,0 +1,35 @@
+// The base class of the AssociatorNames operation: it stores the request's
+// parameters, names the operation "AssociatorNames" and hands it to the
+// handler's handleAssociatorNames; the paths of the associated objects found
+// stream through the collection of KivoMultiResponseOperationBase.
+//
+// A concrete adapter derives from it and supplies isValid and writeResponse.
+// Per request it constructs one object with the capacity of its result
+// collection (`bounds`, 0 for none), sets the namespace and the parameters
+// present in the request, hands the object to process, and in writeResponse
+// takes the results out with hasNext and next until there are none. The source
+// instance starts null and the other traversal parameters empty.
+//
+// Not copyable. The parameters are not locked: they are set before process and
+// only read afterwards. With `bounds` above 0 the handler's producers must run
+// on threads other than the adapter's.
+#pragma once
+
+#include "Cimom/ProtocolAdapter/Common/KivoAssociatorsBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoMultiResponseOperationBase.h"
+#include "Cimom/ProtocolAdapter/KivoAssociatorNamesOperation.h"
+
+class KivoAssociatorNamesOperationBase : public IKivoAssociatorNamesOperation,
+                                         public KivoMultiResponseOperationBase<KVOSmrPtr<IKivoInstanceName> >,
+                                         public KivoAssociatorsBase {
+public:
+    KivoAssociatorNamesOperationBase(IKivoOperationHandlerContext* opHandlerContext, unsigned int bounds);
+    ~KivoAssociatorNamesOperationBase() override;
+
+protected:
+    void callHandler(KVOSmrPtr<KivoOperationBase> const& opBase) override;
+
+private:
+    KivoAssociatorNamesOperationBase(KivoAssociatorNamesOperationBase const&);
+    KivoAssociatorNamesOperationBase& operator=(KivoAssociatorNamesOperationBase const&);
+};
