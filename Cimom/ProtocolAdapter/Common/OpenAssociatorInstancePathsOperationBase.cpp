@@ -2,7 +2,8 @@
 
 #include "KivoUtilities/KVOCIMStrings.h"
 
-OpenAssociatorInstancePathsOperationBase::OpenAssociatorInstancePathsOperationBase(IKivoOperationHandlerContext* opHandlerContext)
+OpenAssociatorInstancePathsOperationBase::OpenAssociatorInstancePathsOperationBase(
+    IKivoOperationHandlerContext* opHandlerContext)
     : PulledEnumOpenOperationBase(KVOString(), KVOString(), OPERATION_TIMEOUT_ABSENT, false),
       KivoAssociatorNamesOperationBase(opHandlerContext, 0) {
     setOperationName(KVOCIMStrings::OPEN_ASSOCIATOR_INSTANCE_PATHS);

@@ -2,7 +2,8 @@
 
 #include "KivoUtilities/KVOCIMStrings.h"
 
-OpenAssociatorInstancesOperationBase::OpenAssociatorInstancesOperationBase(IKivoOperationHandlerContext* opHandlerContext)
+OpenAssociatorInstancesOperationBase::OpenAssociatorInstancesOperationBase(
+    IKivoOperationHandlerContext* opHandlerContext)
     : PulledEnumOpenOperationBase(KVOString(), KVOString(), OPERATION_TIMEOUT_ABSENT, false),
       KivoAssociatorsOperationBase(opHandlerContext, 0) {
     setOperationName(KVOCIMStrings::OPEN_ASSOCIATOR_INSTANCES);

@@ -2,7 +2,8 @@
 
 #include "KivoUtilities/KVOCIMStrings.h"
 
-OpenEnumerateInstancePathsOperationBase::OpenEnumerateInstancePathsOperationBase(IKivoOperationHandlerContext* opHandlerContext)
+OpenEnumerateInstancePathsOperationBase::OpenEnumerateInstancePathsOperationBase(
+    IKivoOperationHandlerContext* opHandlerContext)
     : PulledEnumOpenOperationBase(KVOString(), KVOString(), OPERATION_TIMEOUT_ABSENT, false),
       KivoEnumerateInstanceNamesOperationBase(opHandlerContext, 0) {
     setOperationName(KVOCIMStrings::OPEN_ENUMERATE_INSTANCE_PATHS);

@@ -2,7 +2,8 @@
 
 #include "KivoUtilities/KVOCIMStrings.h"
 
-OpenReferenceInstancePathsOperationBase::OpenReferenceInstancePathsOperationBase(IKivoOperationHandlerContext* opHandlerContext)
+OpenReferenceInstancePathsOperationBase::OpenReferenceInstancePathsOperationBase(
+    IKivoOperationHandlerContext* opHandlerContext)
     : PulledEnumOpenOperationBase(KVOString(), KVOString(), OPERATION_TIMEOUT_ABSENT, false),
       KivoReferenceNamesOperationBase(opHandlerContext, 0) {
     setOperationName(KVOCIMStrings::OPEN_REFERENCE_INSTANCE_PATHS);
