@@ -1,0 +1,220 @@
+#include "ServerConfig.h"
+
+#include "KivoUtilities/QORAConfigManager.h"
+
+#include <ini.h>
+
+#include <charconv>
+#include <cstring>
+#include <functional>
+#include <sstream>
+
+namespace refserver {
+
+namespace {
+
+char const* const QORA_SECTION = "QORA";
+char const* const SERVER_SECTION = "Server";
+
+bool parseLong(std::string const& text, long min, long max, long& out) {
+    char const* first = text.data();
+    char const* last = first + text.size();
+    while (first < last && (*first == ' ' || *first == '\t')) ++first;
+    while (last > first && (last[-1] == ' ' || last[-1] == '\t')) --last;
+    long value = 0;
+    auto [end, ec] = std::from_chars(first, last, value);
+    if (ec != std::errc() || end != last || first == last || value < min || value > max) return false;
+    out = value;
+    return true;
+}
+
+// One setting: the INI key in its section, the flag that overrides it, the
+// text of --help, and how a value is applied. Both the INI reader and the
+// flag parser go through this one table.
+struct Setting {
+    char const* section;
+    char const* key;
+    char const* flag;
+    char const* valueName;
+    char const* help;
+    std::function<std::string(std::string const&, ServerSettings&)> apply;  // "" or an error
+};
+
+std::function<std::string(std::string const&, ServerSettings&)> number(long min, long max,
+                                                                       std::function<void(ServerSettings&, long)> set) {
+    return [min, max, set](std::string const& text, ServerSettings& s) -> std::string {
+        long v = 0;
+        if (!parseLong(text, min, max, v)) {
+            return "'" + text + "' is not a number from " + std::to_string(min) + " to " + std::to_string(max);
+        }
+        set(s, v);
+        return "";
+    };
+}
+
+std::function<std::string(std::string const&, ServerSettings&)> qoraKey(char const* key) {
+    return [key](std::string const& text, ServerSettings&) -> std::string {
+        QORAConfigManager::getInstance()->setValue(QORA_SECTION, key, text);
+        return "";
+    };
+}
+
+std::vector<Setting> const& settingsTable() {
+    static std::vector<Setting> const table = {
+        {SERVER_SECTION, "Address", "--address", "ADDR", "IPv4 address to listen on (default 127.0.0.1)",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             if (text.empty()) return "the address is empty";
+             s.address = text;
+             return "";
+         }},
+        {SERVER_SECTION, "Port", "--port", "N", "TCP port (default 5988; 0 picks a free port and prints it)",
+         number(0, 65535, [](ServerSettings& s, long v) { s.port = static_cast<int>(v); })},
+        {SERVER_SECTION, "Threads", "--threads", "N", "adapter threads, one request each at a time (default 8)",
+         number(1, 256, [](ServerSettings& s, long v) { s.threads = static_cast<int>(v); })},
+        {SERVER_SECTION, "ReadTimeout", "--read-timeout", "SECONDS",
+         "longest wait for request bytes, and for the next request on a persistent connection (default 30)",
+         number(1, 86400, [](ServerSettings& s, long v) { s.readTimeoutSeconds = static_cast<int>(v); })},
+        {SERVER_SECTION, "ScaleInstances", "--scale-instances", "N",
+         "instances of the scale class, generated on demand (default 1000)",
+         number(0, 100000000, [](ServerSettings& s, long v) { s.scaleInstances = v; })},
+        {SERVER_SECTION, "LogLevel", "--log-level", "LEVEL",
+         "least severity logged to standard error: trace, info, warning, error, critical or none (default warning)",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             for (char const* level : {"trace", "info", "warning", "error", "critical", "none"}) {
+                 if (text == level) {
+                     s.logLevel = text;
+                     return "";
+                 }
+             }
+             return "'" + text + "' is not one of trace, info, warning, error, critical, none";
+         }},
+        {QORA_SECTION, "HTTPTransferEncoding", "--transfer-encoding", "VALUE",
+         "Chunked, Auto, ConditionalChunked (chunked only when the client sends TE) or anything else for "
+         "unchunked responses to HTTP/1.1 (default: chunked)",
+         qoraKey("HTTPTransferEncoding")},
+        {QORA_SECTION, "CimTransactionTimeout", "--transaction-timeout", "SECONDS",
+         "longest single wait of a response writer for the next streamed result (default 600)",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             long v = 0;
+             if (!parseLong(text, -2147483647L - 1, 2147483647L, v)) return "'" + text + "' is not a number";
+             return qoraKey("CimTransactionTimeout")(text, s);
+         }},
+    };
+    return table;
+}
+
+Setting const* findByKey(std::string const& section, std::string const& key) {
+    for (Setting const& s : settingsTable()) {
+        if (section == s.section && key == s.key) return &s;
+    }
+    return nullptr;
+}
+
+Setting const* findByFlag(std::string const& flag) {
+    for (Setting const& s : settingsTable()) {
+        if (flag == s.flag) return &s;
+    }
+    return nullptr;
+}
+
+struct IniState {
+    ServerSettings* settings;
+    std::string error;
+};
+
+int iniHandler(void* user, char const* section, char const* name, char const* value) {
+    auto* state = static_cast<IniState*>(user);
+    if (!state->error.empty()) return 0;
+    std::string sec(section);
+    std::string key(name);
+    if (Setting const* s = findByKey(sec, key)) {
+        std::string problem = s->apply(value, *state->settings);
+        if (!problem.empty()) state->error = "[" + sec + "] " + key + ": " + problem;
+        return problem.empty() ? 1 : 0;
+    }
+    if (sec == QORA_SECTION) {
+        // Other keys of the object manager's section pass through unchanged.
+        QORAConfigManager::getInstance()->setValue(QORA_SECTION, key, value);
+        return 1;
+    }
+    state->error = "unknown key [" + sec + "] " + key;
+    return 0;
+}
+
+}  // namespace
+
+std::string loadIniFile(std::string const& path, ServerSettings& settings) {
+    IniState state{&settings, {}};
+    int rc = ini_parse(path.c_str(), iniHandler, &state);
+    if (rc == -1) return path + ": cannot open the file";
+    if (rc == -2) return path + ": out of memory";
+    if (!state.error.empty()) return path + ":" + std::to_string(rc) + ": " + state.error;
+    if (rc > 0) return path + ":" + std::to_string(rc) + ": malformed line";
+    return "";
+}
+
+ParsedCommandLine parseCommandLine(int argc, char const* const* argv) {
+    ParsedCommandLine result;
+    auto fail = [&result](std::string message) {
+        result.action = ParsedCommandLine::Error;
+        result.error = std::move(message);
+        return result;
+    };
+    // The file first, so that every flag overrides it wherever it stands.
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--config") == 0) {
+            if (i + 1 >= argc) return fail("--config needs a file name");
+            std::string problem = loadIniFile(argv[i + 1], result.settings);
+            if (!problem.empty()) return fail(problem);
+            ++i;
+        }
+    }
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--help" || arg == "-h") {
+            result.action = ParsedCommandLine::Help;
+            return result;
+        }
+        if (arg == "--config") {
+            ++i;
+            continue;
+        }
+        std::string value;
+        std::size_t eq = arg.find('=');
+        if (eq != std::string::npos) {
+            value = arg.substr(eq + 1);
+            arg.resize(eq);
+        }
+        Setting const* s = findByFlag(arg);
+        if (s == nullptr) return fail("unknown option " + arg);
+        if (eq == std::string::npos) {
+            if (i + 1 >= argc) return fail(arg + " needs a value");
+            value = argv[++i];
+        }
+        std::string problem = s->apply(value, result.settings);
+        if (!problem.empty()) return fail(arg + ": " + problem);
+    }
+    return result;
+}
+
+std::string usage(char const* programName) {
+    std::ostringstream out;
+    out << "Usage: " << programName << " [options]\n"
+        << "A CIM-XML (WBEM) server over HTTP with an in-memory object manager.\n\n"
+        << "Options (each overrides the INI key named beside it):\n"
+        << "  --config FILE                 read settings from an INI file first\n";
+    for (Setting const& s : settingsTable()) {
+        std::string left = std::string("  ") + s.flag + " " + s.valueName;
+        if (left.size() < 32) left.resize(32, ' ');
+        out << left << s.help << "  [" << s.section << "] " << s.key << "\n";
+    }
+    out << "  --help                        this text\n\n"
+        << "INI example:\n"
+        << "  [Server]\n  Address = 127.0.0.1\n  Port = 5988\n  Threads = 8\n  ReadTimeout = 30\n"
+        << "  ScaleInstances = 1000\n  LogLevel = warning\n  [QORA]\n  HTTPTransferEncoding = Chunked\n  CimTransactionTimeout = 600\n\n"
+        << "With port 0 the server prints \"listening on ADDRESS:PORT\" once it accepts connections.\n"
+        << "SIGTERM or SIGINT stops it: requests in progress finish, then it exits with status 0.\n";
+    return out.str();
+}
+
+}  // namespace refserver
