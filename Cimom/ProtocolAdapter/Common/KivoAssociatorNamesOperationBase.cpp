@@ -1,6 +1,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorNamesOperationBase.h"
 
-KivoAssociatorNamesOperationBase::KivoAssociatorNamesOperationBase(IKivoOperationHandlerContext* opHandlerContext, unsigned int bounds)
+KivoAssociatorNamesOperationBase::KivoAssociatorNamesOperationBase(IKivoOperationHandlerContext* opHandlerContext,
+                                                                   unsigned int bounds)
     : KivoMultiResponseOperationBase<KVOSmrPtr<IKivoInstanceName> >(opHandlerContext, bounds) {
     setOperationName("AssociatorNames");
 }

@@ -1,6 +1,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorsOperationBase.h"
 
-KivoAssociatorsOperationBase::KivoAssociatorsOperationBase(IKivoOperationHandlerContext* opHandlerContext, unsigned int bounds)
+KivoAssociatorsOperationBase::KivoAssociatorsOperationBase(IKivoOperationHandlerContext* opHandlerContext,
+                                                           unsigned int bounds)
     : KivoMultiResponseOperationBase<KVOSmrPtr<IKivoValue> >(opHandlerContext, bounds) {
     setOperationName("Associators");
     setClassOrigin(false);

@@ -1,6 +1,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateClassNamesOperationBase.h"
 
-KivoEnumerateClassNamesOperationBase::KivoEnumerateClassNamesOperationBase(IKivoOperationHandlerContext* opHandlerContext)
+KivoEnumerateClassNamesOperationBase::KivoEnumerateClassNamesOperationBase(
+    IKivoOperationHandlerContext* opHandlerContext)
     : KivoMultiResponseOperationBase<KVOString>(opHandlerContext, 0) {
     setOperationName("EnumerateClassNames");
     setDeepInheritance(false);

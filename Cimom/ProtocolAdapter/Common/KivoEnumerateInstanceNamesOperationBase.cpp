@@ -1,6 +1,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateInstanceNamesOperationBase.h"
 
-KivoEnumerateInstanceNamesOperationBase::KivoEnumerateInstanceNamesOperationBase(IKivoOperationHandlerContext* opHandlerContext, unsigned int bounds)
+KivoEnumerateInstanceNamesOperationBase::KivoEnumerateInstanceNamesOperationBase(
+    IKivoOperationHandlerContext* opHandlerContext, unsigned int bounds)
     : KivoMultiResponseOperationBase<KVOSmrPtr<IKivoInstanceName> >(opHandlerContext, bounds) {
     setOperationName("EnumerateInstanceNames");
 }

@@ -1,6 +1,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateInstancesOperationBase.h"
 
-KivoEnumerateInstancesOperationBase::KivoEnumerateInstancesOperationBase(IKivoOperationHandlerContext* opHandlerContext, unsigned int bounds)
+KivoEnumerateInstancesOperationBase::KivoEnumerateInstancesOperationBase(IKivoOperationHandlerContext* opHandlerContext,
+                                                                         unsigned int bounds)
     : KivoMultiResponseOperationBase<KVOSmrPtr<IKivoObject> >(opHandlerContext, bounds) {
     setOperationName("EnumerateInstances");
     setDeepInheritance(true);

@@ -2,7 +2,8 @@
 
 #include <utility>
 
-KivoEnumerateQualifiersOperationBase::KivoEnumerateQualifiersOperationBase(IKivoOperationHandlerContext* opHandlerContext)
+KivoEnumerateQualifiersOperationBase::KivoEnumerateQualifiersOperationBase(
+    IKivoOperationHandlerContext* opHandlerContext)
     : KivoOperationBase(opHandlerContext) {
     setOperationName("EnumerateQualifiers");
 }
@@ -13,7 +14,8 @@ void KivoEnumerateQualifiersOperationBase::setQualifierList(KVOSmrPtr<QualifierL
     _qualifierList = std::move(qualList);
 }
 
-KVOSmrPtr<IKivoEnumerateQualifiersOperation::QualifierList> const KivoEnumerateQualifiersOperationBase::getQualifierList() {
+KVOSmrPtr<IKivoEnumerateQualifiersOperation::QualifierList> const
+KivoEnumerateQualifiersOperationBase::getQualifierList() {
     return _qualifierList;
 }
 

@@ -13,7 +13,9 @@ KVOSmrPtr<IKivoInstanceName> KivoGetPropertyOperationBase::getInstanceName() con
 KVOString KivoGetPropertyOperationBase::getPropertyName() const { return propertyName; }
 KVOSmrPtr<IKivoValue> KivoGetPropertyOperationBase::getPropertyValue() { return propertyValue; }
 
-void KivoGetPropertyOperationBase::setInstanceName(KVOSmrPtr<IKivoInstanceName> value) { instanceName = std::move(value); }
+void KivoGetPropertyOperationBase::setInstanceName(KVOSmrPtr<IKivoInstanceName> value) {
+    instanceName = std::move(value);
+}
 void KivoGetPropertyOperationBase::setPropertyName(KVOString const& value) { propertyName = value; }
 void KivoGetPropertyOperationBase::setPropertyValue(KVOSmrPtr<IKivoValue> value) { propertyValue = std::move(value); }
 

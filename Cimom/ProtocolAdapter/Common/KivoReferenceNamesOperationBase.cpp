@@ -1,6 +1,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoReferenceNamesOperationBase.h"
 
-KivoReferenceNamesOperationBase::KivoReferenceNamesOperationBase(IKivoOperationHandlerContext* opHandlerContext, unsigned int bounds)
+KivoReferenceNamesOperationBase::KivoReferenceNamesOperationBase(IKivoOperationHandlerContext* opHandlerContext,
+                                                                 unsigned int bounds)
     : KivoMultiResponseOperationBase<KVOSmrPtr<IKivoInstanceName> >(opHandlerContext, bounds) {
     setOperationName("ReferenceNames");
 }

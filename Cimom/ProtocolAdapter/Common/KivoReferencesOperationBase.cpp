@@ -1,6 +1,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoReferencesOperationBase.h"
 
-KivoReferencesOperationBase::KivoReferencesOperationBase(IKivoOperationHandlerContext* opHandlerContext, unsigned int bounds)
+KivoReferencesOperationBase::KivoReferencesOperationBase(IKivoOperationHandlerContext* opHandlerContext,
+                                                         unsigned int bounds)
     : KivoMultiResponseOperationBase<KVOSmrPtr<IKivoValue> >(opHandlerContext, bounds) {
     setOperationName("References");
     setClassOrigin(false);

@@ -13,7 +13,9 @@ KVOSmrPtr<IKivoInstanceName> KivoSetPropertyOperationBase::getInstanceName() con
 KVOString KivoSetPropertyOperationBase::getPropertyName() const { return propertyName; }
 KVOSmrPtr<IKivoValue> KivoSetPropertyOperationBase::getPropertyValue() { return propertyValue; }
 
-void KivoSetPropertyOperationBase::setInstanceName(KVOSmrPtr<IKivoInstanceName> value) { instanceName = std::move(value); }
+void KivoSetPropertyOperationBase::setInstanceName(KVOSmrPtr<IKivoInstanceName> value) {
+    instanceName = std::move(value);
+}
 void KivoSetPropertyOperationBase::setPropertyName(KVOString const& value) { propertyName = value; }
 void KivoSetPropertyOperationBase::setPropertyValue(KVOSmrPtr<IKivoValue> value) { propertyValue = std::move(value); }
 
