@@ -1,0 +1,677 @@
+#include "Cimom/ProtocolAdapter/Common/KivoAssociatorNamesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoAssociatorsOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoCreateInstanceOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoDeleteInstanceOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoEnumerateClassNamesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoEnumerateClassesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoEnumerateInstanceNamesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoEnumerateInstancesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoEnumerateQualifiersOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoGetClassOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoGetInstanceOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoGetPropertyOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoGetQualifierOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoModifyInstanceOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoReferenceNamesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoReferencesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoSetPropertyOperationBase.h"
+
+#include "KivoUtilities/CKivoData.h"
+#include "support/LogCapture.h"
+#include "support/TestHandler.h"
+#include "support/TestStreams.h"
+
+#include <gtest/gtest.h>
+
+#include <any>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <typeindex>
+#include <vector>
+
+namespace {
+
+using kivo_test::Concrete;
+using namespace std::chrono_literals;
+
+// ---------------------------------------------------------------------------
+// Compile-time shape of the bases: abstract only in the adapter's two hooks,
+// and not copyable.
+
+template <class... Bases>
+constexpr bool abstractOnlyInAdapterHooks =
+    ((std::is_abstract_v<Bases> && !std::is_abstract_v<Concrete<Bases>>) && ...);
+
+template <class... Bases>
+constexpr bool notCopyable =
+    ((!std::is_copy_constructible_v<Concrete<Bases>> && !std::is_copy_assignable_v<Bases>) && ...);
+
+#define KIVO_INTRINSIC_BASES                                                                                   \
+    KivoGetClassOperationBase, KivoGetInstanceOperationBase, KivoGetPropertyOperationBase,                     \
+        KivoSetPropertyOperationBase, KivoGetQualifierOperationBase, KivoEnumerateQualifiersOperationBase,     \
+        KivoCreateInstanceOperationBase, KivoModifyInstanceOperationBase, KivoDeleteInstanceOperationBase,     \
+        KivoEnumerateInstancesOperationBase, KivoEnumerateInstanceNamesOperationBase,                          \
+        KivoEnumerateClassesOperationBase, KivoEnumerateClassNamesOperationBase, KivoAssociatorsOperationBase, \
+        KivoAssociatorNamesOperationBase, KivoReferencesOperationBase, KivoReferenceNamesOperationBase
+
+static_assert(abstractOnlyInAdapterHooks<KIVO_INTRINSIC_BASES>);
+static_assert(notCopyable<KIVO_INTRINSIC_BASES>);
+#undef KIVO_INTRINSIC_BASES
+
+// ---------------------------------------------------------------------------
+// Test doubles.
+
+KVOSmrPtr<IKivoInstanceName> path(char const* className) {
+    return KVOSmrPtr<IKivoInstanceName>(new CKivoInstanceName("root/test", className));
+}
+
+KVOSmrPtr<IKivoObject> instance(char const* className) {
+    return KVOSmrPtr<IKivoObject>(new CKivoObject(className));
+}
+
+std::string text(KVOSmrPtr<IKivoInstanceName> const& p) {
+    return p ? p->getNameSpace().str() + ":" + p->getClassName().str() : "null";
+}
+
+std::string text(KVOSmrPtr<KVOValSlist<KVOString>> const& list) {
+    if (!list) return "null";
+    std::string out = "[";
+    for (auto const& name : *list) out += (out.size() > 1 ? "," : "") + name.str();
+    return out + "]";
+}
+
+// Everything the handler can read of the common values and the facets through
+// the interface I, in one line.
+template <class I>
+std::string seenThrough(I& op) {
+    std::ostringstream out;
+    out << "ns=" << op.getNameSpace() << " class=" << op.getClassName();
+    if constexpr (std::is_base_of_v<IKivoLocalOnlyOperation, I>) out << " localOnly=" << op.getLocalOnly();
+    if constexpr (std::is_base_of_v<IKivoIncludeQualifiersOperation, I>)
+        out << " includeQualifiers=" << op.getIncludeQualifiers();
+    if constexpr (std::is_base_of_v<IKivoClassOriginatedOperation, I>) out << " classOrigin=" << op.getClassOrigin();
+    if constexpr (std::is_base_of_v<IKivoDeeplyInheritedOperation, I>)
+        out << " deepInheritance=" << op.getDeepInheritance();
+    if constexpr (std::is_base_of_v<IKivoPropertyListOperation, I>) out << " props=" << text(op.getPropertyList());
+    if constexpr (std::is_base_of_v<IKivoAssociators, I>)
+        out << " source=" << text(op.getSourceInstance()) << " resultClass=" << op.getResultClass()
+            << " assocClass=" << op.getAssociationClass() << " role=" << op.getRole()
+            << " resultRole=" << op.getResultRole();
+    if constexpr (std::is_base_of_v<IKivoReferences, I>)
+        out << " source=" << text(op.getSourceInstance()) << " resultClass=" << op.getResultClass()
+            << " role=" << op.getRole();
+    return out.str();
+}
+
+// The seventeen operations, by the name shared by the interface and the
+// handler entry.
+#define KIVO_INTRINSIC_OPERATIONS(X)                                                                          \
+    X(GetClass) X(GetInstance) X(GetProperty) X(SetProperty) X(GetQualifier) X(EnumerateQualifiers)           \
+    X(CreateInstance) X(ModifyInstance) X(DeleteInstance) X(EnumerateInstances) X(EnumerateInstanceNames)     \
+    X(EnumerateClasses) X(EnumerateClassNames) X(Associators) X(AssociatorNames) X(References)                \
+    X(ReferenceNames)
+
+// The object manager's handler as a test scripts it: each intrinsic entry
+// records the call, notes what it sees through the interface, keeps the
+// pointer it received when asked to, and runs the script registered for its
+// interface.
+class ScriptedHandler : public kivo_test::RecordingHandler {
+public:
+    template <class I>
+    void on(std::function<void(KVOSmrPtr<I> const&)> script) {
+        _scripts[typeid(I)] = std::move(script);
+    }
+
+#define KIVO_SCRIPTED_ENTRY(Name)                                                      \
+    void handle##Name(KVOSmrPtr<IKivo##Name##Operation> const& op) override {         \
+        RecordingHandler::handle##Name(op);                                            \
+        run(op);                                                                       \
+    }
+    KIVO_INTRINSIC_OPERATIONS(KIVO_SCRIPTED_ENTRY)
+#undef KIVO_SCRIPTED_ENTRY
+
+    bool keep = false;
+    KVOSmrPtr<IKivoOperation> kept;  // the last operation received, when keep is set
+    std::string seen;                // seenThrough of the last operation received
+
+private:
+    template <class I>
+    void run(KVOSmrPtr<I> const& op) {
+        seen = seenThrough(*op);
+        if (keep) kept = op;
+        auto script = _scripts.find(typeid(I));
+        if (script != _scripts.end()) std::any_cast<std::function<void(KVOSmrPtr<I> const&)>&>(script->second)(op);
+    }
+
+    std::map<std::type_index, std::any> _scripts;
+};
+
+// An adapter context whose destruction shows that the operation holding it died.
+class LifeProbe : public IKivoOperationContext {
+public:
+    explicit LifeProbe(bool& destroyed) : _destroyed(destroyed) {}
+    ~LifeProbe() override { _destroyed = true; }
+
+private:
+    bool& _destroyed;
+};
+
+// How a row builds its operation, and where in it the handler must find the
+// operation's interface.
+struct Maker {
+    std::function<KVOSmrPtr<KivoOperationBase>(IKivoOperationHandlerContext*)> make;
+    std::function<void const*(KivoOperationBase*)> asInterface;
+};
+
+template <class Base, class Interface, class... Args>
+Maker of(Args... args) {
+    return {[=](IKivoOperationHandlerContext* ctx) {
+                return KVOSmrPtr<KivoOperationBase>(new Concrete<Base>(ctx, args...));
+            },
+            [](KivoOperationBase* op) -> void const* { return dynamic_cast<Interface*>(op); }};
+}
+
+// A cell of the defaults table: __ for a facet the operation does not accept,
+// init for a traversal facet at its initial values (null source, empty strings).
+enum Cell { __, yes, no, null, init };
+
+struct Row {
+    std::string name;
+    Maker maker;
+    Cell localOnly, includeQualifiers, classOrigin, deepInheritance, propertyList, associators, references;
+};
+
+// Values after construction; bounded operations are built with bounds 0.
+std::vector<Row> const& rows() {
+    static std::vector<Row> const table = {
+        // name, maker,
+        //   LocalOnly, IncludeQualifiers, ClassOriginated, DeeplyInherited, PropertyList, Associators, References
+        {"GetClass", of<KivoGetClassOperationBase, IKivoGetClassOperation>(),
+         yes,  yes,  no,   __,   null, __,   __},
+        {"GetInstance", of<KivoGetInstanceOperationBase, IKivoGetInstanceOperation>(),
+         __,   __,   no,   __,   null, __,   __},
+        {"GetProperty", of<KivoGetPropertyOperationBase, IKivoGetPropertyOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"SetProperty", of<KivoSetPropertyOperationBase, IKivoSetPropertyOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"GetQualifier", of<KivoGetQualifierOperationBase, IKivoGetQualifierOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"EnumerateQualifiers", of<KivoEnumerateQualifiersOperationBase, IKivoEnumerateQualifiersOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"CreateInstance", of<KivoCreateInstanceOperationBase, IKivoCreateInstanceOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"ModifyInstance", of<KivoModifyInstanceOperationBase, IKivoModifyInstanceOperation>(),
+         __,   __,   __,   __,   null, __,   __},
+        {"DeleteInstance", of<KivoDeleteInstanceOperationBase, IKivoDeleteInstanceOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"EnumerateInstances", of<KivoEnumerateInstancesOperationBase, IKivoEnumerateInstancesOperation>(0u),
+         __,   __,   no,   yes,  null, __,   __},
+        {"EnumerateInstanceNames",
+         of<KivoEnumerateInstanceNamesOperationBase, IKivoEnumerateInstanceNamesOperation>(0u),
+         __,   __,   __,   __,   __,   __,   __},
+        {"EnumerateClasses", of<KivoEnumerateClassesOperationBase, IKivoEnumerateClassesOperation>(),
+         yes,  yes,  no,   no,   __,   __,   __},
+        {"EnumerateClassNames", of<KivoEnumerateClassNamesOperationBase, IKivoEnumerateClassNamesOperation>(),
+         __,   __,   __,   no,   __,   __,   __},
+        {"Associators", of<KivoAssociatorsOperationBase, IKivoAssociatorsOperation>(0u),
+         __,   __,   no,   __,   null, init, __},
+        {"AssociatorNames", of<KivoAssociatorNamesOperationBase, IKivoAssociatorNamesOperation>(0u),
+         __,   __,   __,   __,   __,   init, __},
+        {"References", of<KivoReferencesOperationBase, IKivoReferencesOperation>(0u),
+         __,   __,   no,   __,   null, __,   init},
+        {"ReferenceNames", of<KivoReferenceNamesOperationBase, IKivoReferenceNamesOperation>(0u),
+         __,   __,   __,   __,   __,   __,   init},
+    };
+    return table;
+}
+
+template <class Facet>
+void expectFlag(KivoOperationBase* op, Cell cell, bool (Facet::*get)() const, char const* what) {
+    SCOPED_TRACE(what);
+    auto* facet = dynamic_cast<Facet*>(op);
+    if (cell == __) {
+        EXPECT_EQ(facet, nullptr);
+        return;
+    }
+    ASSERT_NE(facet, nullptr);
+    EXPECT_EQ((facet->*get)(), cell == yes);
+}
+
+class IntrinsicOperations : public ::testing::Test {
+protected:
+    IntrinsicOperations() { ctx.setHandler(&handler); }
+
+    template <class Base, class... Args>
+    Concrete<Base>* make(Args... args) {
+        auto* op = new Concrete<Base>(&ctx, args...);
+        holder = KVOSmrPtr<KivoOperationBase>(op);
+        return op;
+    }
+    void process() { holder->process(kivo_test::nullOStream(), holder); }
+
+    kivo_test::LogCapture log;  // keeps the driver's records off standard error
+    kivo_test::TestHandlerContext ctx;
+    ScriptedHandler handler;
+    KVOSmrPtr<KivoOperationBase> holder;
+};
+
+// ---------------------------------------------------------------------------
+// Every operation: name, defaults, handler entry, shared ownership, facets.
+
+TEST_F(IntrinsicOperations, ConstructionGivesTheNameAndTheRequestDefaults) {
+    for (auto const& row : rows()) {
+        SCOPED_TRACE(row.name);
+        KVOSmrPtr<KivoOperationBase> op = row.maker.make(nullptr);
+        EXPECT_EQ(op->getOperationName(), KVOString(row.name));
+        EXPECT_EQ(op->getErrorCode(), 0);
+
+        expectFlag(op.get(), row.localOnly, &IKivoLocalOnlyOperation::getLocalOnly, "LocalOnly");
+        expectFlag(op.get(), row.includeQualifiers, &IKivoIncludeQualifiersOperation::getIncludeQualifiers,
+                   "IncludeQualifiers");
+        expectFlag(op.get(), row.classOrigin, &IKivoClassOriginatedOperation::getClassOrigin, "ClassOrigin");
+        expectFlag(op.get(), row.deepInheritance, &IKivoDeeplyInheritedOperation::getDeepInheritance,
+                   "DeepInheritance");
+
+        auto* props = dynamic_cast<IKivoPropertyListOperation*>(op.get());
+        EXPECT_EQ(props != nullptr, row.propertyList == null);
+        if (props) {
+            EXPECT_TRUE(props->getPropertyList().isNull());
+        }
+
+        auto* associators = dynamic_cast<IKivoAssociators*>(op.get());
+        EXPECT_EQ(associators != nullptr, row.associators == init);
+        if (associators) {
+            EXPECT_TRUE(associators->getSourceInstance().isNull());
+            EXPECT_TRUE(associators->getResultClass().isEmpty());
+            EXPECT_TRUE(associators->getAssociationClass().isEmpty());
+            EXPECT_TRUE(associators->getRole().isEmpty());
+            EXPECT_TRUE(associators->getResultRole().isEmpty());
+        }
+
+        auto* references = dynamic_cast<IKivoReferences*>(op.get());
+        EXPECT_EQ(references != nullptr, row.references == init);
+        if (references) {
+            EXPECT_TRUE(references->getSourceInstance().isNull());
+            EXPECT_TRUE(references->getResultClass().isEmpty());
+            EXPECT_TRUE(references->getRole().isEmpty());
+        }
+    }
+}
+
+TEST_F(IntrinsicOperations, EachReachesItsOwnEntryWithTheVeryObjectAndTheHandlerKeepsItAlive) {
+    handler.keep = true;
+    for (auto const& row : rows()) {
+        SCOPED_TRACE(row.name);
+        handler.clear();
+        bool destroyed = false;
+        void const* processed = nullptr;
+        {
+            KVOSmrPtr<KivoOperationBase> op = row.maker.make(&ctx);
+            op->setContext(KVOSmrPtr<IKivoOperationContext>(new LifeProbe(destroyed)));
+            processed = row.maker.asInterface(op.get());
+            ASSERT_NE(processed, nullptr);
+            op->process(kivo_test::nullOStream(), op);
+        }
+        auto calls = handler.calls();
+        ASSERT_EQ(calls.size(), 1u);
+        EXPECT_EQ(calls[0].entry, "handle" + row.name);
+        EXPECT_EQ(calls[0].op, processed);
+
+        EXPECT_FALSE(destroyed) << "the handler's pointer alone keeps the operation";
+        EXPECT_EQ(handler.kept->getOperationName(), KVOString(row.name));
+        handler.kept = nullptr;
+        EXPECT_TRUE(destroyed);
+    }
+}
+
+TEST_F(IntrinsicOperations, FacetsSetOnTheBaseAreWhatTheHandlerReadsThroughItsInterface) {
+    for (auto const& row : rows()) {
+        SCOPED_TRACE(row.name);
+        KVOSmrPtr<KivoOperationBase> op = row.maker.make(&ctx);
+        KivoOperationBase* base = op.get();
+        op->setNameSpace("root/test");
+        op->setClassName("Widget");
+
+        // Each accepted facet is set away from its default; the text is what
+        // the handler must see, in the order seenThrough writes it.
+        std::ostringstream expected;
+        expected << "ns=root/test class=Widget";
+        if (auto* f = dynamic_cast<KivoLocalOnlyOperationBase*>(base)) {
+            f->setLocalOnly(!f->getLocalOnly());
+            expected << " localOnly=" << f->getLocalOnly();
+        }
+        if (auto* f = dynamic_cast<KivoIncludeQualifiersOperationBase*>(base)) {
+            f->setIncludeQualifiers(!f->getIncludeQualifiers());
+            expected << " includeQualifiers=" << f->getIncludeQualifiers();
+        }
+        if (auto* f = dynamic_cast<KivoClassOriginatedOperationBase*>(base)) {
+            f->setClassOrigin(true);
+            expected << " classOrigin=1";
+        }
+        if (auto* f = dynamic_cast<KivoDeeplyInheritedOperationBase*>(base)) {
+            f->setDeepInheritance(!f->getDeepInheritance());
+            expected << " deepInheritance=" << f->getDeepInheritance();
+        }
+        if (auto* f = dynamic_cast<KivoPropertyListOperationBase*>(base)) {
+            f->setPropertyList(KVOSmrPtr<KVOValSlist<KVOString>>(new KVOValSlist<KVOString>{"Name", "Size"}));
+            expected << " props=[Name,Size]";
+        }
+        if (auto* f = dynamic_cast<KivoAssociatorsBase*>(base)) {
+            f->setSourceInstance(path("Source"));
+            f->setResultClass("Result");
+            f->setAssociationClass("Link");
+            f->setRole("Antecedent");
+            f->setResultRole("Dependent");
+            expected << " source=root/test:Source resultClass=Result assocClass=Link role=Antecedent"
+                        " resultRole=Dependent";
+        }
+        if (auto* f = dynamic_cast<KivoReferencesBase*>(base)) {
+            f->setSourceInstance(path("Source"));
+            f->setResultClass("Link");
+            f->setRole("Antecedent");
+            expected << " source=root/test:Source resultClass=Link role=Antecedent";
+        }
+
+        handler.seen.clear();
+        op->process(kivo_test::nullOStream(), op);
+        EXPECT_EQ(handler.seen, expected.str());
+    }
+}
+
+// ---------------------------------------------------------------------------
+// The single-result operations: their own parameters and results.
+
+TEST_F(IntrinsicOperations, HandlerThatStoresNothingLeavesTheResultsNull) {
+    auto* getClass = make<KivoGetClassOperationBase>();
+    process();
+    EXPECT_TRUE(getClass->getClass().isNull());
+    auto* getInstance = make<KivoGetInstanceOperationBase>();
+    process();
+    EXPECT_TRUE(getInstance->getInstance().isNull());
+    auto* getProperty = make<KivoGetPropertyOperationBase>();
+    process();
+    EXPECT_TRUE(getProperty->getPropertyValue().isNull());
+    auto* getQualifier = make<KivoGetQualifierOperationBase>();
+    process();
+    EXPECT_EQ(getQualifier->getQualifierDef(), nullptr);
+    auto* enumerateQualifiers = make<KivoEnumerateQualifiersOperationBase>();
+    process();
+    EXPECT_TRUE(enumerateQualifiers->getQualifierList().isNull());
+    auto* createInstance = make<KivoCreateInstanceOperationBase>();
+    process();
+    EXPECT_TRUE(createInstance->getInstanceName().isNull());
+    EXPECT_EQ(handler.calls().size(), 6u);
+}
+
+TEST_F(IntrinsicOperations, GetClassReturnsTheClassStoredLastAndKeepsItWhenTheHandlerThrows) {
+    auto* op = make<KivoGetClassOperationBase>();
+    KVOSmrPtr<IKivoClass> first(new CKivoClass("Widget", nullptr, {}));
+    KVOSmrPtr<IKivoClass> found(new CKivoClass("Widget", nullptr, {"Name"}));
+    handler.on<IKivoGetClassOperation>([&](KVOSmrPtr<IKivoGetClassOperation> const& h) {
+        h->setClass(first);
+        h->setClass(found);
+        throw KivoBaseException("CIM_ERR_FAILED", "provider", "", "gave up", 6);
+    });
+    process();
+    EXPECT_EQ(op->getErrorCode(), 6);
+    EXPECT_EQ(op->getClass(), found);
+    EXPECT_EQ(op->writeCalls, 1);
+}
+
+TEST_F(IntrinsicOperations, GetInstanceHandsThePathOverAndTheInstanceBack) {
+    auto* op = make<KivoGetInstanceOperationBase>();
+    auto name = path("Widget");
+    auto found = instance("Widget");
+    op->setName(name);
+    handler.on<IKivoGetInstanceOperation>([&](KVOSmrPtr<IKivoGetInstanceOperation> const& h) {
+        EXPECT_EQ(h->getName(), name);
+        h->setInstance(found);
+    });
+    process();
+    EXPECT_EQ(op->getInstance(), found);
+}
+
+TEST_F(IntrinsicOperations, GetPropertyHandsInstanceAndNameOverAndTheValueBack) {
+    auto* op = make<KivoGetPropertyOperationBase>();
+    auto name = path("Widget");
+    KVOSmrPtr<IKivoValue> value(new CKivoValue("42"));
+    op->setInstanceName(name);
+    op->setPropertyName("Size");
+    handler.on<IKivoGetPropertyOperation>([&](KVOSmrPtr<IKivoGetPropertyOperation> const& h) {
+        EXPECT_EQ(h->getInstanceName(), name);
+        EXPECT_EQ(h->getPropertyName(), KVOString("Size"));
+        h->setPropertyValue(value);
+    });
+    process();
+    EXPECT_EQ(op->getPropertyValue(), value);
+}
+
+TEST_F(IntrinsicOperations, SetPropertyHandsInstanceNameAndValueOver) {
+    auto* op = make<KivoSetPropertyOperationBase>();
+    auto name = path("Widget");
+    KVOSmrPtr<IKivoValue> value(new CKivoValue("42"));
+    op->setInstanceName(name);
+    op->setPropertyName("Size");
+    op->setPropertyValue(value);
+    handler.on<IKivoSetPropertyOperation>([&](KVOSmrPtr<IKivoSetPropertyOperation> const& h) {
+        EXPECT_EQ(h->getInstanceName(), name);
+        EXPECT_EQ(h->getPropertyName(), KVOString("Size"));
+        EXPECT_EQ(h->getPropertyValue(), value);
+    });
+    process();
+    EXPECT_EQ(handler.calls().size(), 1u);
+}
+
+TEST_F(IntrinsicOperations, GetQualifierPointsAtTheDeclarationWithoutOwningIt) {
+    CKivoQualifierDef declaration("Key", "boolean", "false");
+    auto* op = make<KivoGetQualifierOperationBase>();
+    op->setQualifierName("Key");
+    handler.on<IKivoGetQualifierOperation>([&](KVOSmrPtr<IKivoGetQualifierOperation> const& h) {
+        EXPECT_EQ(h->getQualifierName(), KVOString("Key"));
+        h->setQualifierDef(&declaration);
+    });
+    process();
+    EXPECT_EQ(op->getQualifierDef(), &declaration);
+    holder = nullptr;  // the operation dies; the declaration (on this stack) must be left alone
+    EXPECT_EQ(declaration.getName(), KVOString("Key"));
+}
+
+TEST_F(IntrinsicOperations, EnumerateQualifiersSharesTheListStoredEmptyOrNot) {
+    using QualifierList = IKivoEnumerateQualifiersOperation::QualifierList;
+    CKivoQualifierDef key("Key", "boolean");
+    KVOSmrPtr<QualifierList> empty(new QualifierList);
+    KVOSmrPtr<QualifierList> two(new QualifierList{&key, &key});
+    for (auto const& stored : {empty, two}) {
+        auto* op = make<KivoEnumerateQualifiersOperationBase>();
+        handler.on<IKivoEnumerateQualifiersOperation>(
+            [&](KVOSmrPtr<IKivoEnumerateQualifiersOperation> const& h) { h->setQualifierList(stored); });
+        process();
+        ASSERT_FALSE(op->getQualifierList().isNull());
+        EXPECT_EQ(op->getQualifierList(), stored);
+        EXPECT_EQ(op->getQualifierList()->size(), stored->size());
+    }
+}
+
+TEST_F(IntrinsicOperations, CreateInstanceHandsTheInstanceOverAndItsPathBack) {
+    auto* op = make<KivoCreateInstanceOperationBase>();
+    auto created = instance("Widget");
+    auto name = path("Widget");
+    op->setInstance(created);
+    handler.on<IKivoCreateInstanceOperation>([&](KVOSmrPtr<IKivoCreateInstanceOperation> const& h) {
+        EXPECT_EQ(h->getInstance(), created);
+        h->setInstanceName(name);
+    });
+    process();
+    EXPECT_EQ(op->getInstanceName(), name);
+}
+
+TEST_F(IntrinsicOperations, ModifyAndDeleteInstanceHandTheirParametersOver) {
+    auto modified = instance("Widget");
+    auto name = path("Widget");
+    auto* modify = make<KivoModifyInstanceOperationBase>();
+    modify->setInstance(modified);
+    modify->setInstanceName(name);
+    handler.on<IKivoModifyInstanceOperation>([&](KVOSmrPtr<IKivoModifyInstanceOperation> const& h) {
+        EXPECT_EQ(h->getInstance(), modified);
+        EXPECT_EQ(h->getInstanceName(), name);
+    });
+    process();
+
+    auto* remove = make<KivoDeleteInstanceOperationBase>();
+    remove->setInstanceName(name);
+    handler.on<IKivoDeleteInstanceOperation>(
+        [&](KVOSmrPtr<IKivoDeleteInstanceOperation> const& h) { EXPECT_EQ(h->getInstanceName(), name); });
+    process();
+    EXPECT_EQ(handler.entries(), (std::vector<std::string>{"handleModifyInstance", "handleDeleteInstance"}));
+}
+
+// ---------------------------------------------------------------------------
+// The multi-result operations: results streamed from provider threads.
+
+std::string resultName(int i) { return "R" + std::to_string(i); }
+
+void makeResult(int i, KVOString& r) { r = resultName(i); }
+void makeResult(int i, KVOSmrPtr<IKivoObject>& r) { r = instance(resultName(i).c_str()); }
+void makeResult(int i, KVOSmrPtr<IKivoInstanceName>& r) { r = path(resultName(i).c_str()); }
+void makeResult(int i, KVOSmrPtr<IKivoClass>& r) {
+    r = KVOSmrPtr<IKivoClass>(new CKivoClass(resultName(i), nullptr, {}));
+}
+void makeResult(int i, KVOSmrPtr<IKivoValue>& r) { r = KVOSmrPtr<IKivoValue>(new CKivoValue(resultName(i))); }
+
+std::string nameOf(KVOString const& r) { return r.str(); }
+std::string nameOf(KVOSmrPtr<IKivoObject> const& r) { return r->getClassName().str(); }
+std::string nameOf(KVOSmrPtr<IKivoInstanceName> const& r) { return r->getClassName().str(); }
+std::string nameOf(KVOSmrPtr<IKivoClass> const& r) { return r->getName().str(); }
+std::string nameOf(KVOSmrPtr<IKivoValue> const& r) { return r->toString().str(); }
+
+// Polls pred until it holds or `limit` passes.
+bool eventually(std::function<bool()> const& pred, std::chrono::seconds limit = 20s) {
+    auto const deadline = std::chrono::steady_clock::now() + limit;
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+// One multi-result operation: its base, interface, result type, and whether
+// its constructor takes the adapter's bound (the others are always unbounded).
+template <class B, class I, class T, bool Bounded>
+struct Streamed {
+    using Base = B;
+    using Interface = I;
+    using Result = T;
+    static constexpr bool bounded = Bounded;
+};
+
+template <class S>
+class MultiResultOperations : public IntrinsicOperations {
+protected:
+    using Operation = Concrete<typename S::Base>;
+    using Result = typename S::Result;
+
+    // The operation under test, with a capacity of `bounds` where it takes one.
+    Operation* makeStreamed(unsigned bounds) {
+        if constexpr (S::bounded)
+            return this->template make<typename S::Base>(bounds);
+        else
+            return this->template make<typename S::Base>();
+    }
+
+    // Scripts the handler the way the object manager runs providers: it takes
+    // one writer per provider, allows completion, and starts the providers on
+    // threads of their own. Provider p adds the results numbered p * each to
+    // p * each + each - 1 in order, counting them in `added`, then closes.
+    void provide(int providers, int each) {
+        this->handler.template on<typename S::Interface>([=, this](KVOSmrPtr<typename S::Interface> const& op) {
+            std::vector<KVOSmrPtr<qora::IMultiResponse<Result>>> writers;
+            for (int p = 0; p < providers; ++p) writers.push_back(op->getResponse());
+            op->allowComplete();
+            for (int p = 0; p < providers; ++p)
+                threads.emplace_back([this, writer = writers[p], first = p * each, each] {
+                    for (int i = first; i < first + each; ++i) {
+                        Result r;
+                        makeResult(i, r);
+                        writer->add(r, true);
+                        ++added;
+                    }
+                    writer->Close();
+                });
+        });
+    }
+
+    void TearDown() override {
+        for (auto& t : threads) t.join();
+    }
+
+    std::atomic<int> added{0};
+    std::vector<std::thread> threads;
+};
+
+using StreamedOperations = ::testing::Types<
+    Streamed<KivoEnumerateInstancesOperationBase, IKivoEnumerateInstancesOperation, KVOSmrPtr<IKivoObject>, true>,
+    Streamed<KivoEnumerateInstanceNamesOperationBase, IKivoEnumerateInstanceNamesOperation,
+             KVOSmrPtr<IKivoInstanceName>, true>,
+    Streamed<KivoEnumerateClassesOperationBase, IKivoEnumerateClassesOperation, KVOSmrPtr<IKivoClass>, false>,
+    Streamed<KivoEnumerateClassNamesOperationBase, IKivoEnumerateClassNamesOperation, KVOString, false>,
+    Streamed<KivoAssociatorsOperationBase, IKivoAssociatorsOperation, KVOSmrPtr<IKivoValue>, true>,
+    Streamed<KivoAssociatorNamesOperationBase, IKivoAssociatorNamesOperation, KVOSmrPtr<IKivoInstanceName>, true>,
+    Streamed<KivoReferencesOperationBase, IKivoReferencesOperation, KVOSmrPtr<IKivoValue>, true>,
+    Streamed<KivoReferenceNamesOperationBase, IKivoReferenceNamesOperation, KVOSmrPtr<IKivoInstanceName>, true>>;
+TYPED_TEST_SUITE(MultiResultOperations, StreamedOperations);
+
+TYPED_TEST(MultiResultOperations, ResultsAddedByProviderThreadsAreWhatWriteResponseTakes) {
+    constexpr int kProviders = 3;
+    constexpr int kEach = 200;
+    auto* op = this->makeStreamed(2);
+    this->provide(kProviders, kEach);
+    std::vector<std::string> taken;
+    op->onWrite = [&] {
+        while (op->hasNext()) taken.push_back(nameOf(op->next()));
+    };
+    this->process();
+
+    // Every result once, each provider's in the order it added them.
+    ASSERT_EQ(taken.size(), std::size_t(kProviders * kEach));
+    std::vector<int> nextOf(kProviders, 0);
+    for (auto const& name : taken) {
+        int i = std::stoi(name.substr(1));
+        EXPECT_EQ(i % kEach, nextOf[i / kEach]++) << name;
+    }
+    EXPECT_EQ(op->getErrorCode(), 0);
+}
+
+TYPED_TEST(MultiResultOperations, OnlyTheAdaptersBoundMakesWritersWaitForTheConsumer) {
+    constexpr int kResults = 50;
+    auto* op = this->makeStreamed(2);
+    this->provide(1, kResults);
+    auto& added = this->added;
+    int taken = 0;
+    op->onWrite = [&] {
+        if (TypeParam::bounded) {
+            ASSERT_TRUE(eventually([&] { return added == 2; }));
+            std::this_thread::sleep_for(100ms);
+            EXPECT_EQ(added, 2) << "a third result waits for room";
+            ASSERT_TRUE(op->hasNext());
+            op->next();
+            ++taken;
+            EXPECT_TRUE(eventually([&] { return added == 3; })) << "taking one makes room for one";
+        } else {
+            EXPECT_TRUE(eventually([&] { return added == kResults; })) << "class enumerations never wait";
+        }
+        while (op->hasNext()) {
+            op->next();
+            ++taken;
+        }
+    };
+    this->process();
+    EXPECT_EQ(taken, kResults);
+}
+
+}  // namespace
