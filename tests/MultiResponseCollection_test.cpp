@@ -1,0 +1,608 @@
+#include "Cimom/ProtocolAdapter/Common/MultiResponseCollection.h"
+
+#include "KivoUtilities/CKivoData.h"
+#include "KivoUtilities/QORAConfigManager.h"
+#include "support/StreamingTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using kivo_test::Async;
+using kivo_test::Census;
+using kivo_test::expectKivoError;
+using kivo_test::RecordingMarker;
+using kivo_test::Tracked;
+
+using Strings = qora::MultiResponseCollection<KVOString>;
+using Objects = qora::MultiResponseCollection<KVOSmrPtr<IKivoObject>>;
+using StringMarker = KVOSmrPtr<qora::IMarker<KVOString>>;
+
+constexpr char const* kNoWriters = "Addition of elements not permitted if no writers are registered.";
+constexpr char const* kFailed = "An error has occurred with this collection; no further input can be accepted.";
+constexpr char const* kWritersClosed = "Writers may be registered only while collection is incomplete.";
+constexpr auto kBound = 10s;  // how long a thread may take to react before a test calls it stuck
+
+KVOSmrPtr<Strings> open(unsigned bounds = 0) { return Strings::newCollection(bounds, -1); }
+
+// A collection with one registered writer and completion allowed: the usual
+// state while a handler's producers run.
+KVOSmrPtr<Strings> streaming(unsigned bounds = 0) {
+    auto c = open(bounds);
+    c->registerWriter();
+    c->allowComplete();
+    return c;
+}
+
+std::vector<std::string> drainAll(Strings& c) {
+    std::vector<std::string> out;
+    while (c.hasNext()) out.push_back(c.next().str());
+    return out;
+}
+
+// ---- Configuration ----
+
+class TransactionTimeout : public ::testing::Test {
+protected:
+    ~TransactionTimeout() override { QORAConfigManager::getInstance()->removeValue("QORA", "CimTransactionTimeout"); }
+    void set(char const* v) { QORAConfigManager::getInstance()->setValue("QORA", "CimTransactionTimeout", v); }
+};
+
+TEST_F(TransactionTimeout, ReadFromConfigurationWithDefaultAndNoLimitForZeroOrLess) {
+    struct Case {
+        char const* value;  // null: key absent
+        KVOsint32 seconds;
+    };
+    for (Case c : {Case{nullptr, 600}, Case{"30", 30}, Case{"1", 1}, Case{"0", 2147483647}, Case{"-5", 2147483647},
+                   Case{"seven", 600}, Case{"2147483647", 2147483647}}) {
+        SCOPED_TRACE(c.value ? c.value : "(absent)");
+        if (c.value)
+            set(c.value);
+        else
+            QORAConfigManager::getInstance()->removeValue("QORA", "CimTransactionTimeout");
+        EXPECT_EQ(open()->getTransactionTimeout(), c.seconds);
+    }
+}
+
+TEST_F(TransactionTimeout, ReadOnceWhenTheCollectionIsCreated) {
+    set("30");
+    auto c = open();
+    set("45");
+    EXPECT_EQ(c->getTransactionTimeout(), 30);
+    EXPECT_EQ(open()->getTransactionTimeout(), 45);
+}
+
+TEST_F(TransactionTimeout, LimitsOneWaitOfTheConsumerWithoutEndingItsWaitForResults) {
+    set("1");
+    auto c = streaming();
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(c->waitForEvent(), 1);  // ran out
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 900ms);
+    // A wait that runs out ends nothing: hasNext looks again and goes on waiting.
+    Async<bool> consumer([c] { return c->hasNext(); });
+    EXPECT_FALSE(consumer.waitFor(1600ms));
+    c->add("x", true);
+    ASSERT_TRUE(consumer.waitFor(kBound));
+    EXPECT_TRUE(consumer.get());
+}
+
+// ---- States, completion and errors ----
+
+TEST(MultiResponseCollection, CompletesOnlyWhenAllowedAndEveryWriterClosed) {
+    auto c = open();
+    c->registerWriter();
+    c->registerWriter();
+    EXPECT_FALSE(c->isComplete());
+    c->unregisterWriter();
+    EXPECT_FALSE(c->isComplete());  // the completion guard still counts
+    c->allowComplete();
+    EXPECT_FALSE(c->isComplete());  // one writer left
+    c->registerWriter();            // registration still works after allowComplete
+    c->unregisterWriter();
+    EXPECT_FALSE(c->isComplete());
+    c->unregisterWriter();
+    EXPECT_TRUE(c->isComplete());
+    EXPECT_FALSE(c->hasNext());
+}
+
+TEST(MultiResponseCollection, AllowCompleteWithoutWritersCompletesAtOnceAndRefusesEverything) {
+    auto c = open();
+    c->allowComplete();
+    EXPECT_TRUE(c->isComplete());
+    EXPECT_FALSE(c->hasNext());  // without waiting
+    expectKivoError([&] { c->registerWriter(); }, "MultiResponseCollection::registerWriter", kWritersClosed, 0);
+    expectKivoError([&] { c->unregisterWriter(); }, "MultiResponseCollection::unregisterWriter", kWritersClosed, 0);
+    expectKivoError([&] { c->add("x", true); }, "MultiResponseCollection::add", kNoWriters, 0);
+    EXPECT_FALSE(c->add("x", false));
+    auto marker = RecordingMarker<KVOString>::make();
+    expectKivoError([&] { c->add(marker.ptr, true); }, "MultiResponseCollection::add", kNoWriters, 0);
+    EXPECT_FALSE(c->add(marker.ptr, false));
+    EXPECT_EQ(marker.processed(), 0);  // a refused marker is not processed
+    EXPECT_EQ(c->getErrorCode(), 0);
+    EXPECT_FALSE(c->hasNext());
+}
+
+TEST(MultiResponseCollection, DeliversResultsInOrderThenReportsTheEnd) {
+    auto c = open();
+    c->registerWriter();
+    c->allowComplete();
+    for (char const* s : {"a", "b", "c"}) EXPECT_TRUE(c->add(s, true));
+    c->unregisterWriter();
+    EXPECT_EQ(drainAll(*c), (std::vector<std::string>{"a", "b", "c"}));
+    EXPECT_FALSE(c->hasNext());
+    EXPECT_EQ(c->getErrorCode(), 0);
+}
+
+TEST(MultiResponseCollection, HasNextTwiceConsumesNothing) {
+    auto c = streaming();
+    c->add("a", true);
+    c->add("b", true);
+    EXPECT_TRUE(c->hasNext());
+    EXPECT_TRUE(c->hasNext());
+    EXPECT_EQ(c->next(), KVOString("a"));
+    EXPECT_EQ(c->next(), KVOString("b"));
+}
+
+TEST(MultiResponseCollection, ErrorBeforeAnyEntryFailsTheCollection) {
+    auto c = streaming();  // a writer is still registered
+    c->setErrorCode(6);
+    EXPECT_TRUE(c->isComplete());
+    expectKivoError([&] { c->add("x", true); }, "MultiResponseCollection::add", kFailed, 6);
+    EXPECT_FALSE(c->add("x", false));
+    auto marker = RecordingMarker<KVOString>::make();
+    expectKivoError([&] { c->add(marker.ptr, true); }, "MultiResponseCollection::add", kFailed, 6);
+    EXPECT_FALSE(c->hasNext());  // at once: nothing was queued
+    // The refusals counted nothing: the code still shows.
+    EXPECT_EQ(c->getErrorCode(), 6);
+    // Registration and closing still work on a failed collection.
+    c->registerWriter();
+    c->unregisterWriter();
+    c->unregisterWriter();
+    EXPECT_EQ(c->getErrorCode(), 6);
+}
+
+TEST(MultiResponseCollection, AnyAcceptedEntryHidesTheError) {
+    struct Case {
+        char const* name;
+        bool markerFirst;
+    };
+    for (Case k : {Case{"result", false}, Case{"marker", true}}) {
+        SCOPED_TRACE(k.name);
+        auto c = streaming();
+        auto marker = RecordingMarker<KVOString>::make();
+        if (k.markerFirst)
+            EXPECT_TRUE(c->add(marker.ptr, true));
+        else
+            EXPECT_TRUE(c->add("first", true));
+        c->setErrorCode(6);
+        EXPECT_EQ(c->getErrorCode(), 0);
+        EXPECT_FALSE(c->isComplete());
+        EXPECT_TRUE(c->add("second", true));
+        c->unregisterWriter();
+        auto expected = k.markerFirst ? std::vector<std::string>{"second"} : std::vector<std::string>{"first", "second"};
+        EXPECT_EQ(drainAll(*c), expected);
+        EXPECT_EQ(c->getErrorCode(), 0);
+    }
+}
+
+TEST(MultiResponseCollection, FirstNonZeroCodeWins) {
+    auto c = streaming();
+    c->setErrorCode(0);
+    EXPECT_EQ(c->getErrorCode(), 0);
+    EXPECT_FALSE(c->isComplete());
+    c->setErrorCode(5);
+    c->setErrorCode(7);
+    c->setErrorCode(0);
+    EXPECT_EQ(c->getErrorCode(), 5);
+    expectKivoError([&] { c->add("x", true); }, "MultiResponseCollection::add", kFailed, 5);
+}
+
+TEST(MultiResponseCollection, SecondAllowCompleteRaisesAndKeepsTheCount) {
+    auto c = open();
+    c->registerWriter();
+    c->allowComplete();
+    expectKivoError([&] { c->allowComplete(); }, "MultiResponseCollection::allowComplete",
+                    "allowComplete() may only be called once.", 0);
+    EXPECT_FALSE(c->isComplete());  // the writer is still counted
+    EXPECT_TRUE(c->add("x", true));
+    c->unregisterWriter();
+    EXPECT_TRUE(c->isComplete());
+}
+
+TEST(MultiResponseCollection, NextOnEmptyRaisesAndChangesNothing) {
+    auto c = streaming();
+    expectKivoError([&] { c->next(); }, "MultiResponseCollection::next", "no more items.", 0);
+    c->setErrorCode(3);  // still nothing accepted: the code shows
+    EXPECT_EQ(c->getErrorCode(), 3);
+
+    auto d = streaming();
+    d->add("a", true);
+    d->next();
+    expectKivoError([&] { d->next(); }, "MultiResponseCollection::next", "no more items.", 0);
+    d->unregisterWriter();
+    EXPECT_FALSE(d->hasNext());
+}
+
+TEST(MultiResponseCollection, NullMarkerIsRejected) {
+    auto c = streaming();
+    EXPECT_THROW(c->add(StringMarker(), true), KVONullPointerException);
+    c->signalConsumerDone();
+    EXPECT_THROW(c->add(StringMarker(), true), KVONullPointerException);
+}
+
+// ---- Markers ----
+
+TEST(MultiResponseCollection, MarkerBetweenResultsRunsInTheHasNextAfterTheFirstResult) {
+    auto c = streaming();
+    auto events = std::make_shared<std::vector<std::string>>();
+    auto marker = RecordingMarker<KVOString>::make(events, "marker");
+    c->add("a", true);
+    c->add(marker.ptr, true);
+    c->add("b", true);
+    c->unregisterWriter();
+    while (c->hasNext()) events->push_back("next " + c->next().str());
+    EXPECT_EQ(*events, (std::vector<std::string>{"next a", "marker", "next b"}));
+    EXPECT_EQ(marker.processed(), 1);
+}
+
+TEST(MultiResponseCollection, MarkersRunOnceInOrderAndAreNeverReturned) {
+    auto c = streaming();
+    auto events = std::make_shared<std::vector<std::string>>();
+    std::vector<RecordingMarker<KVOString>> markers;
+    for (int i = 0; i < 3; ++i) {
+        markers.push_back(RecordingMarker<KVOString>::make(events, "m" + std::to_string(i)));
+        c->add(markers.back().ptr, true);
+    }
+    c->add("a", true);
+    // next steps over the leading markers itself when hasNext was not asked.
+    EXPECT_EQ(c->next(), KVOString("a"));
+    EXPECT_EQ(*events, (std::vector<std::string>{"m0", "m1", "m2"}));
+    c->unregisterWriter();
+    EXPECT_FALSE(c->hasNext());
+    for (auto& m : markers) EXPECT_EQ(m.processed(), 1);
+}
+
+TEST(MultiResponseCollection, MarkerQueuedAtCompletionRunsInTheFinalHasNext) {
+    auto c = streaming();
+    auto marker = RecordingMarker<KVOString>::make();
+    c->add(marker.ptr, true);
+    c->unregisterWriter();
+    EXPECT_EQ(marker.processed(), 0);
+    EXPECT_FALSE(c->hasNext());
+    EXPECT_EQ(marker.processed(), 1);
+}
+
+TEST(MultiResponseCollection, MarkerMayCallTheCollectionAgainOnTheConsumersThread) {
+    auto c = streaming();
+    Strings* raw = c.get();
+    auto marker = RecordingMarker<KVOString>::make(nullptr, "m", [raw] { raw->add("from marker", true); });
+    c->add(marker.ptr, true);
+    ASSERT_TRUE(c->hasNext());
+    EXPECT_EQ(c->next(), KVOString("from marker"));
+    c->unregisterWriter();
+    EXPECT_FALSE(c->hasNext());
+    EXPECT_EQ(marker.processed(), 1);
+}
+
+TEST(MultiResponseCollection, MarkerExceptionLeavesHasNextWithTheLockReleased) {
+    auto c = streaming();
+    auto marker = RecordingMarker<KVOString>::make(nullptr, "m", [] { throw std::runtime_error("marker failed"); });
+    c->add(marker.ptr, true);
+    c->add("a", true);
+    EXPECT_THROW(c->hasNext(), std::runtime_error);
+    // Another thread can still take the lock.
+    Async<bool> producer([c] { return c->add("b", true); });
+    ASSERT_TRUE(producer.waitFor(kBound)) << "the collection's lock was left held";
+    EXPECT_TRUE(producer.get());
+    c->unregisterWriter();
+    EXPECT_EQ(drainAll(*c), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(marker.processed(), 1);
+}
+
+// ---- Consumer done ----
+
+TEST(MultiResponseCollection, ConsumerDoneDrainsProcessesMarkersAndDropsLaterAdditions) {
+    Census census;
+    auto c = Objects::newCollection(0, -1);
+    c->registerWriter();
+    c->allowComplete();
+    auto events = std::make_shared<std::vector<std::string>>();
+    auto m1 = RecordingMarker<KVOSmrPtr<IKivoObject>>::make(events, "m1");
+    auto m2 = RecordingMarker<KVOSmrPtr<IKivoObject>>::make(events, "m2");
+    c->add(Tracked::make(census), true);
+    c->add(m1.ptr, true);
+    c->add(Tracked::make(census), true);
+    c->add(m2.ptr, true);
+    EXPECT_EQ(census.alive(), 2);
+    c->signalConsumerDone();
+    EXPECT_EQ(*events, (std::vector<std::string>{"m1", "m2"}));
+    EXPECT_EQ(census.alive(), 0);  // queued results released
+
+    // Later additions answer true and queue nothing; markers run before add returns.
+    EXPECT_TRUE(c->add(Tracked::make(census), true));
+    EXPECT_EQ(census.alive(), 0);
+    auto m3 = RecordingMarker<KVOSmrPtr<IKivoObject>>::make(events, "m3");
+    EXPECT_TRUE(c->add(m3.ptr, true));
+    EXPECT_EQ(m3.processed(), 1);
+    // Even once complete or failed: the consumer being done comes first.
+    c->setErrorCode(9);
+    c->unregisterWriter();
+    EXPECT_TRUE(c->add(Tracked::make(census), true));
+    EXPECT_EQ(m1.processed() + m2.processed(), 2);
+}
+
+TEST(MultiResponseCollection, ConsumerDoneRunsEveryMarkerAndRaisesTheFirstFailure) {
+    auto c = streaming();
+    auto events = std::make_shared<std::vector<std::string>>();
+    auto bad1 = RecordingMarker<KVOString>::make(events, "bad1", [] { throw std::runtime_error("first"); });
+    auto good = RecordingMarker<KVOString>::make(events, "good");
+    auto bad2 = RecordingMarker<KVOString>::make(events, "bad2", [] { throw std::logic_error("second"); });
+    for (auto* m : {&bad1, &good, &bad2}) c->add(m->ptr, true);
+    try {
+        c->signalConsumerDone();
+        ADD_FAILURE() << "no exception";
+    } catch (std::runtime_error const& e) {
+        EXPECT_STREQ(e.what(), "first");
+    }
+    EXPECT_EQ(*events, (std::vector<std::string>{"bad1", "good", "bad2"}));
+    EXPECT_TRUE(c->add("x", true));
+}
+
+TEST(MultiResponseCollection, DestroyingTheCollectionReleasesEntriesWithoutRunningMarkers) {
+    Census census;
+    auto marker = RecordingMarker<KVOSmrPtr<IKivoObject>>::make();
+    {
+        auto c = Objects::newCollection(0, -1);
+        c->registerWriter();
+        c->add(Tracked::make(census), true);
+        c->add(marker.ptr, true);
+    }
+    EXPECT_EQ(census.alive(), 0);
+    EXPECT_EQ(marker.processed(), 0);
+}
+
+TEST(MultiResponseCollection, WrapperHoldsACopyAndAnOutsideWrapperIsDeliveredWithoutBeingEmptied) {
+    using Wrapper = Strings::wrapper<KVOString>;
+    auto* w = new Wrapper("kept");
+    StringMarker entry(w);
+    EXPECT_FALSE(w->isMarker());
+    EXPECT_EQ(w->getItem(), KVOString("kept"));
+
+    auto c = streaming();
+    c->add(entry, true);  // queued as an entry that is no marker: a result
+    ASSERT_TRUE(c->hasNext());
+    EXPECT_EQ(c->next(), KVOString("kept"));
+    EXPECT_EQ(w->getItem(), KVOString("kept"));  // copied out, since others hold it
+}
+
+// ---- Bounded collections ----
+
+TEST(MultiResponseCollectionBounded, ProducerBlocksAtTheBoundUntilNextTakesOne) {
+    auto c = streaming(2);
+    EXPECT_TRUE(c->add("a", true));
+    EXPECT_TRUE(c->add("b", true));
+    Async<bool> third([c] { return c->add("c", true); });
+    EXPECT_FALSE(third.waitFor(100ms));  // blocked for at least this long
+    EXPECT_EQ(c->next(), KVOString("a"));
+    ASSERT_TRUE(third.waitFor(kBound));
+    EXPECT_TRUE(third.get());
+    c->unregisterWriter();
+    EXPECT_EQ(drainAll(*c), (std::vector<std::string>{"b", "c"}));
+}
+
+TEST(MultiResponseCollectionBounded, SlotFreedBeforeTheProducerArrivesIsTakenWithoutWaiting) {
+    auto c = streaming(1);
+    c->add("a", true);
+    EXPECT_EQ(c->next(), KVOString("a"));
+    Async<bool> producer([c] { return c->add("b", true); });
+    ASSERT_TRUE(producer.waitFor(kBound));
+    EXPECT_EQ(c->next(), KVOString("b"));
+}
+
+TEST(MultiResponseCollection, ConsumerWakesWhetherTheResultComesBeforeOrAfterItWaits) {
+    for (unsigned bounds : {0u, 3u}) {
+        SCOPED_TRACE(bounds);
+        // Result after the consumer started waiting.
+        auto c = streaming(bounds);
+        Async<bool> consumer([c] { return c->hasNext(); });
+        EXPECT_FALSE(consumer.waitFor(50ms));
+        c->add("late", true);
+        ASSERT_TRUE(consumer.waitFor(kBound));
+        EXPECT_TRUE(consumer.get());
+        EXPECT_EQ(c->next(), KVOString("late"));
+
+        // Completion after the consumer started waiting.
+        Async<bool> last([c] { return c->hasNext(); });
+        EXPECT_FALSE(last.waitFor(50ms));
+        c->unregisterWriter();
+        ASSERT_TRUE(last.waitFor(kBound));
+        EXPECT_FALSE(last.get());
+
+        // Result before the consumer looks.
+        auto d = streaming(bounds);
+        d->add("early", true);
+        Async<bool> early([d] { return d->hasNext(); });
+        ASSERT_TRUE(early.waitFor(kBound));
+        EXPECT_TRUE(early.get());
+    }
+}
+
+TEST(MultiResponseCollectionBounded, ConsumerDoneReleasesEveryBlockedProducerAndLaterOnes) {
+    Census census;
+    auto c = Objects::newCollection(1, -1);
+    c->registerWriter();
+    c->allowComplete();
+    ASSERT_TRUE(c->add(Tracked::make(census), true));  // fills the only slot
+    std::vector<std::unique_ptr<Async<bool>>> blocked;
+    for (int i = 0; i < 8; ++i)
+        blocked.push_back(std::make_unique<Async<bool>>([c, &census] { return c->add(Tracked::make(census), true); }));
+    EXPECT_FALSE(blocked.front()->waitFor(100ms));
+    c->signalConsumerDone();
+    for (auto& p : blocked) {
+        ASSERT_TRUE(p->waitFor(kBound)) << "a producer stayed blocked after the consumer finished";
+        EXPECT_TRUE(p->get());  // dropped, not refused
+    }
+    for (int i = 0; i < 8; ++i) EXPECT_TRUE(c->add(Tracked::make(census), true));
+    EXPECT_EQ(census.alive(), 0);
+}
+
+TEST(MultiResponseCollectionBounded, CompletionReleasesBlockedProducersAsRefused) {
+    for (bool throwOnAbort : {false, true}) {
+        SCOPED_TRACE(throwOnAbort);
+        auto c = open(1);
+        c->registerWriter();  // the writer that fills the slot
+        c->registerWriter();  // the writer of the blocked producer
+        c->allowComplete();
+        c->add("a", true);
+        Async<bool> producer([c, throwOnAbort] { return c->add("b", throwOnAbort); });
+        EXPECT_FALSE(producer.waitFor(50ms));
+        c->unregisterWriter();
+        c->unregisterWriter();  // complete
+        ASSERT_TRUE(producer.waitFor(kBound)) << "a producer stayed blocked on a complete collection";
+        if (throwOnAbort)
+            expectKivoError([&] { producer.get(); }, "MultiResponseCollection::add", kNoWriters, 0);
+        else
+            EXPECT_FALSE(producer.get());
+        // The queued result is still delivered, and nothing else.
+        EXPECT_EQ(drainAll(*c), (std::vector<std::string>{"a"}));
+    }
+}
+
+TEST(MultiResponseCollectionBounded, RefusedAdditionsNeverExhaustTheSlots) {
+    auto c = streaming(1);
+    c->setErrorCode(4);
+    for (int i = 0; i < 5; ++i) EXPECT_FALSE(c->add("x", false));
+    for (int i = 0; i < 5; ++i) EXPECT_THROW(c->add("x", true), KivoBaseException);
+    EXPECT_EQ(c->getErrorCode(), 4);
+}
+
+TEST(MultiResponseCollectionBounded, MarkersTakeNoSlotButReturnOneWhenRemoved) {
+    auto c = streaming(1);
+    auto marker = RecordingMarker<KVOString>::make();
+    c->add(marker.ptr, true);
+    EXPECT_TRUE(c->add("a", true));  // the marker did not take the slot
+    Async<bool> blocked([c] { return c->add("b", true); });
+    EXPECT_FALSE(blocked.waitFor(50ms));
+    ASSERT_TRUE(c->hasNext());  // removes the marker and returns a slot
+    ASSERT_TRUE(blocked.waitFor(kBound));
+    EXPECT_EQ(marker.processed(), 1);
+    c->unregisterWriter();
+    EXPECT_EQ(drainAll(*c), (std::vector<std::string>{"a", "b"}));
+}
+
+// ---- Many producers ----
+
+struct StressCase {
+    unsigned bounds;
+    bool consumerStopsHalfWay;
+    // A marker after every this many results. Each marker that hasNext removes
+    // returns a slot, so bounded runs queue theirs only after their last
+    // result: the bound must still hold producers back when the consumer stops.
+    int markerEvery;
+};
+
+void PrintTo(StressCase const& c, std::ostream* os) {
+    *os << "bounds " << c.bounds << (c.consumerStopsHalfWay ? ", consumer stops half way" : ", consumer takes all")
+        << ", marker every " << c.markerEvery;
+}
+
+class MultiResponseCollectionStress : public ::testing::TestWithParam<StressCase> {};
+
+// 32 producers, each with its own registration, add numbered results and
+// markers; one consumer takes results (all of them, or half
+// and then signals that it is done). Every producer must return, every
+// accepted result must be delivered or released, and every marker processed
+// exactly once.
+TEST_P(MultiResponseCollectionStress, EveryProducerReturnsAndEveryResultIsAccountedFor) {
+    constexpr int kProducers = 32;
+    constexpr int kPerProducer = 400;
+    constexpr int kTotal = kProducers * kPerProducer;
+    StressCase const param = GetParam();
+    int const markerEvery = param.markerEvery;
+    int const markersEach = kPerProducer / markerEvery;
+
+    Census census;
+    std::atomic<int> accepted{0};
+    std::atomic<int> refused{0};
+    std::atomic<int> markersAccepted{0};
+    auto markerRuns = std::make_shared<std::vector<std::atomic<int>>>(kProducers * markersEach);
+
+    auto c = Objects::newCollection(param.bounds, -1);
+    for (int p = 0; p < kProducers; ++p) c->registerWriter();
+    c->allowComplete();
+
+    std::vector<std::unique_ptr<Async<int>>> producers;
+    for (int p = 0; p < kProducers; ++p) {
+        producers.push_back(std::make_unique<Async<int>>([=, &census, &accepted, &refused, &markersAccepted] {
+            for (int i = 0; i < kPerProducer; ++i) {
+                if (c->add(Tracked::make(census, p, i), false))
+                    ++accepted;
+                else
+                    ++refused;
+                if ((i + 1) % markerEvery == 0) {
+                    auto& runs = (*markerRuns)[p * markersEach + i / markerEvery];
+                    auto marker = RecordingMarker<KVOSmrPtr<IKivoObject>>::make(nullptr, "", [&runs] { ++runs; });
+                    if (c->add(marker.ptr, false)) ++markersAccepted;
+                }
+            }
+            c->unregisterWriter();
+            return 0;
+        }));
+    }
+
+    int const stopAfter = param.consumerStopsHalfWay ? kTotal / 2 : kTotal;
+    Async<int> consumer([c, stopAfter] {
+        std::vector<int> lastSeen(kProducers, -1);
+        int delivered = 0;
+        while (delivered < stopAfter && c->hasNext()) {
+            KVOSmrPtr<IKivoObject> item = c->next();
+            auto& t = dynamic_cast<Tracked&>(*item);
+            if (t.sequence <= lastSeen[t.producer]) throw std::logic_error("a producer's results out of order");
+            lastSeen[t.producer] = t.sequence;
+            t.markDelivered();
+            ++delivered;
+        }
+        c->signalConsumerDone();
+        return delivered;
+    });
+
+    auto const deadline = std::chrono::steady_clock::now() + 120s;
+    for (auto& p : producers) ASSERT_TRUE(p->waitUntil(deadline)) << "a producer never returned";
+    ASSERT_TRUE(consumer.waitUntil(deadline)) << "the consumer never returned";
+    int const delivered = consumer.get();
+    c = nullptr;
+
+    EXPECT_EQ(refused.load(), 0);
+    EXPECT_EQ(accepted.load(), kTotal);
+    EXPECT_EQ(delivered, stopAfter);
+    EXPECT_EQ(census.delivered(), delivered);
+    EXPECT_EQ(census.delivered() + census.dropped(), accepted.load());
+    EXPECT_EQ(census.alive(), 0);
+    int runs = 0;
+    for (auto& r : *markerRuns) {
+        EXPECT_LE(r.load(), 1);
+        runs += r.load();
+    }
+    EXPECT_EQ(runs, markersAccepted.load());
+    EXPECT_EQ(markersAccepted.load(), kProducers * markersEach);
+}
+
+INSTANTIATE_TEST_SUITE_P(, MultiResponseCollectionStress,
+                         ::testing::Values(StressCase{4, true, 400}, StressCase{4, false, 400},
+                                           StressCase{0, true, 50}, StressCase{0, false, 50}),
+                         [](auto const& info) {
+                             return std::string(info.param.bounds ? "Bound4" : "Unbounded") +
+                                    (info.param.consumerStopsHalfWay ? "ConsumerStopsHalfWay" : "ConsumerTakesAll");
+                         });
+
+}  // namespace
