@@ -1,0 +1,117 @@
+#include "CIMXMLResponse.h"
+
+#include "CIMXMLText.h"
+
+#include "KivoUtilities/KVOGenericHTTPOStream.h"
+#include "KivoUtilities/KVOHTTPResponse.h"
+
+namespace cimxmlpa {
+
+namespace {
+
+// A header or trailer value: no control characters, bounded length.
+std::string fieldValue(std::string const& s) {
+    std::string out;
+    for (char c : s) {
+        if (out.size() >= 512) break;
+        out += (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) ? ' ' : c;
+    }
+    return out;
+}
+
+}  // namespace
+
+ResponseChannel::ResponseChannel(KVOHTTPResponse& response, KVOGenericHTTPOStream& ostr, std::string messageId,
+                                 std::string methodName, bool intrinsic, CIMXMLDataWriter& writer)
+    : _response(response),
+      _ostr(ostr),
+      _messageId(std::move(messageId)),
+      _methodName(std::move(methodName)),
+      _intrinsic(intrinsic),
+      _writer(writer) {}
+
+std::string ResponseChannel::describe(int status, KVOSmrPtr<KivoBaseException> const& context) {
+    std::string text = CIMXMLDataWriter::statusName(status);
+    if (context && !context->getMessage().isEmpty()) text += ": " + context->getMessage().str();
+    return text;
+}
+
+void ResponseChannel::begin() {
+    _response.setStatus("200");
+    _response.setReasonPhrase("OK");
+    _response.setHeaderField("Content-Type", "application/xml; charset=\"utf-8\"");
+    _response.setHeaderField("CIMOperation", "MethodResponse");
+    auto const type = _ostr.getStreamType();
+    _buffered = type == KVOGenericHTTPOStream::StreamType::NotEncoded;
+    if (type == KVOGenericHTTPOStream::StreamType::Chunked) {
+        _response.setHeaderField("Trailer", "CIMStatusCode, CIMStatusCodeDescription, CIMError");
+    }
+    if (!_buffered) _response.writeResponseTo(_ostr);
+    std::string prologue = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
+                           "<MESSAGE ID=\"";
+    text::appendEscaped(prologue, _messageId);
+    prologue += "\" PROTOCOLVERSION=\"1.0\"><SIMPLERSP><";
+    prologue += _intrinsic ? "IMETHODRESPONSE" : "METHODRESPONSE";
+    prologue += " NAME=\"";
+    text::appendEscaped(prologue, _methodName);
+    prologue += "\">";
+    put(prologue);
+    if (type == KVOGenericHTTPOStream::StreamType::Chunked) _ostr.flush();  // the client sees the answer begin
+}
+
+void ResponseChannel::put(std::string_view bytes) {
+    if (_buffered) {
+        _body.append(bytes);
+    } else {
+        _ostr.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    }
+}
+
+void ResponseChannel::fail(int status, std::string const& description) {
+    std::string error;
+    CIMXMLDataWriter::writeError(error, status, description);
+    put(error);
+    end(status, description);
+}
+
+void ResponseChannel::end(int status, std::string const& description) {
+    put(_intrinsic ? "</IMETHODRESPONSE>" : "</METHODRESPONSE>");
+    put("</SIMPLERSP></MESSAGE></CIM>\n");
+    if (_buffered) {
+        _response.setContentLength(static_cast<long long>(_body.size()));
+        _response.writeResponseTo(_ostr);
+        _ostr.write(_body.data(), static_cast<std::streamsize>(_body.size()));
+        _ostr.flush();
+    } else {
+        if (_ostr.getStreamType() == KVOGenericHTTPOStream::StreamType::Chunked) {
+            _ostr.setTrailer("CIMStatusCode", KVOString::itoa(status));
+            if (status != 0) _ostr.setTrailer("CIMStatusCodeDescription", fieldValue(description));
+        }
+        _ostr.endMessage();
+    }
+    _finished = true;
+}
+
+void ResponseChannel::writeSingle(KivoOperationBase const& op, ContentWriter const& content, bool wrapInReturnValue) {
+    begin();
+    int const status = op.getErrorCode();
+    if (status != 0) {
+        fail(status, describe(status, op.getErrorContext()));
+        return;
+    }
+    if (content) {
+        std::string out;
+        if (wrapInReturnValue) out += "<IRETURNVALUE>";
+        content(out);
+        if (wrapInReturnValue) out += "</IRETURNVALUE>";
+        put(out);
+    }
+    end(0, {});
+}
+
+void ResponseChannel::writeErrorOnly(int status, std::string const& description) {
+    begin();
+    fail(status, description);
+}
+
+}  // namespace cimxmlpa

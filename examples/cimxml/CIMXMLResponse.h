@@ -1,0 +1,116 @@
+// The response side of one CIM-XML request: writes the HTTP head and the
+// DSP0201 envelope (CIM, MESSAGE, SIMPLERSP, IMETHODRESPONSE or
+// METHODRESPONSE) around what the operation returns, on whatever framing the
+// request intake chose for the output stream.
+//
+// The concrete operations call it from writeResponse (CIMXMLOperations.h);
+// the adapter calls writeErrorOnly for a request that has no operation object
+// (a method the server does not implement). One ResponseChannel per request,
+// on the adapter's thread; it refers to the request's HTTP objects and must
+// not be used after the request ends.
+//
+// Framing:
+// - Chunked: the head goes out first with "Trailer: CIMStatusCode,
+//   CIMStatusCodeDescription, CIMError"; results are written as they are taken
+//   from the operation's collection (the stream sends a chunk whenever its
+//   buffer fills); after the last chunk the trailers repeat the status.
+// - Full: the stream holds the body and sends it with its length.
+// - NotEncoded (HTTP/1.0, or HTTP/1.1 without keep-alive): the body is built
+//   in memory and sent after a head carrying its Content-Length.
+// Whatever the framing, an error is also an ERROR element in the body: some
+// clients discard trailers.
+//
+// A streamed response decides between IRETURNVALUE and ERROR only once the
+// collection has answered its first hasNext(): results and an error cannot
+// both come, since the collection's status reads 0 once a result was
+// accepted.
+#pragma once
+
+#include "CIMXMLDataWriter.h"
+
+#include "Cimom/ProtocolAdapter/Common/KivoMultiResponseOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoOperationBase.h"
+
+#include <functional>
+#include <string>
+
+class KVOHTTPResponse;
+class KVOGenericHTTPOStream;
+
+namespace cimxmlpa {
+
+class ResponseChannel {
+public:
+    // Writes the IRETURNVALUE's content (or, for an extrinsic method, the
+    // RETURNVALUE and PARAMVALUEs) into `out`.
+    using ContentWriter = std::function<void(std::string& out)>;
+
+    ResponseChannel(KVOHTTPResponse& response, KVOGenericHTTPOStream& ostr, std::string messageId,
+                    std::string methodName, bool intrinsic, CIMXMLDataWriter& writer);
+    ResponseChannel(ResponseChannel const&) = delete;
+    ResponseChannel& operator=(ResponseChannel const&) = delete;
+
+    CIMXMLDataWriter& dataWriter() { return _writer; }
+
+    // A single-result response: an ERROR when the operation failed, else
+    // `content` (an empty function writes no IRETURNVALUE, for operations
+    // that return nothing). `wrapInReturnValue` false writes the content bare
+    // (METHODRESPONSE).
+    void writeSingle(KivoOperationBase const& op, ContentWriter const& content, bool wrapInReturnValue = true);
+
+    // A streamed response: every result the operation's collection delivers,
+    // each written by `item`, inside one IRETURNVALUE; or the ERROR when the
+    // collection ends without a result and with an error.
+    template <class T, class ItemWriter>
+    void writeStream(KivoMultiResponseOperationBase<T>& op, ItemWriter const& item) {
+        begin();
+        bool any = false;
+        std::string piece;
+        while (op.hasNext()) {
+            if (!any) {
+                put("<IRETURNVALUE>");
+                any = true;
+            }
+            piece.clear();
+            item(piece, op.next());
+            put(piece);
+        }
+        int const status = op.getErrorCode();
+        if (any || status == 0) {
+            // An empty result as an open and a close tag: some clients' parsers
+            // do not take the empty-element form here.
+            put(any ? "</IRETURNVALUE>" : "<IRETURNVALUE></IRETURNVALUE>");
+            end(0, {});
+        } else {
+            fail(status, describe(status, op.getErrorContext()));
+        }
+    }
+
+    // A response that holds only an ERROR, for a request without operation.
+    void writeErrorOnly(int status, std::string const& description);
+
+    // The text an ERROR carries for a status: the DSP0200 name, and the
+    // error context's message when it has one.
+    static std::string describe(int status, KVOSmrPtr<KivoBaseException> const& context);
+
+    // Whether the response has been completed (endMessage sent).
+    bool finished() const { return _finished; }
+
+private:
+    void begin();
+    void put(std::string_view bytes);
+    void fail(int status, std::string const& description);
+    void end(int status, std::string const& description);
+
+    KVOHTTPResponse& _response;
+    KVOGenericHTTPOStream& _ostr;
+    std::string const _messageId;
+    std::string const _methodName;
+    bool const _intrinsic;
+    CIMXMLDataWriter& _writer;
+    bool _buffered = false;  // NotEncoded: the body waits in _body
+    std::string _body;
+    bool _finished = false;
+};
+
+}  // namespace cimxmlpa

@@ -1,0 +1,122 @@
+// kivo-cimxml-server: the reference CIM-XML server. The in-memory object
+// manager with its default model, the CIM-XML adapter, and the HTTP listener
+// that hands it every request.
+//
+// Start-up: settings (INI file and flags), the object manager started
+// (STARTED once the model is loaded), the listener bound; then one line
+// "listening on ADDRESS:PORT" on standard output. SIGTERM or SIGINT stops
+// it: the object manager goes SHUTTING_DOWN, the listener stops accepting and
+// closes idle connections, requests under way finish, the object manager
+// goes SHUT_DOWN, and the process exits with status 0.
+
+#include "CIMXMLAdapter.h"
+#include "HTTPListener.h"
+#include "ServerConfig.h"
+
+#include "objectmanager/HandlerContext.h"
+
+#include "KivoUtilities/KVOLog.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <atomic>
+#include <cstdio>
+#include <exception>
+#include <thread>
+
+namespace {
+
+KivoTraceLog::Severity severityNamed(std::string const& level) {
+    if (level == "trace") return KivoTraceLog::KIVO_TRACE;
+    if (level == "info") return KivoTraceLog::KIVO_INFORMATION;
+    if (level == "error") return KivoTraceLog::KIVO_ERROR;
+    if (level == "critical") return KivoTraceLog::KIVO_CRITICAL;
+    if (level == "none") return KivoTraceLog::KIVO_NO_SEVERITY;
+    return KivoTraceLog::KIVO_WARNING;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    refserver::ParsedCommandLine cl = refserver::parseCommandLine(argc, argv);
+    if (cl.action == refserver::ParsedCommandLine::Help) {
+        std::fputs(refserver::usage(argv[0]).c_str(), stdout);
+        return 0;
+    }
+    if (cl.action == refserver::ParsedCommandLine::Error) {
+        std::fprintf(stderr, "%s: %s (see --help)\n", argv[0], cl.error.c_str());
+        return 2;
+    }
+    refserver::ServerSettings const& settings = cl.settings;
+    KVOLog::setStderrThreshold(severityNamed(settings.logLevel));
+
+    // Every thread started from here on inherits the blocked signals; only
+    // the signal thread takes them, with sigwait.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGTERM);
+    sigaddset(&stopSignals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+
+    kivo::om::ModelSettings model;
+    model.scaleInstances = static_cast<unsigned>(settings.scaleInstances);
+    kivo::om::HandlerContext objectManager(model);
+    try {
+        objectManager.start();
+    } catch (std::exception const& e) {
+        std::fprintf(stderr, "%s: the object manager did not start: %s\n", argv[0], e.what());
+        return 1;
+    }
+
+    cimxmlpa::CIMXMLAdapter adapter(objectManager, cimxmlpa::CIMXMLAdapter::Options());
+    refserver::HTTPListener::Options listenerOptions;
+    listenerOptions.address = settings.address;
+    listenerOptions.port = settings.port;
+    listenerOptions.threads = settings.threads;
+    listenerOptions.readTimeoutMs = settings.readTimeoutSeconds * 1000;
+    refserver::HTTPListener listener(
+        listenerOptions, [&adapter](KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr,
+                                    refserver::ConnectionInfo const& c) {
+            return adapter.processRequest(request, istr, ostr,
+                                          {c.localAddress, c.localPort, c.peerAddress, c.peerPort});
+        });
+    int port = 0;
+    try {
+        port = listener.open();
+    } catch (std::exception const& e) {
+        std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
+        objectManager.shutdown();
+        return 1;
+    }
+    PortInfo ports;
+    ports.httpPort = port;
+    objectManager.setPortInfo(ports);
+
+    std::atomic<bool> running{true};
+    std::thread signalThread([&] {
+        int sig = 0;
+        sigwait(&stopSignals, &sig);
+        if (running.load()) {
+            std::fprintf(stderr, "%s: signal %d, shutting down\n", argv[0], sig);
+        }
+        // SHUTTING_DOWN first, then no new connections; shutdown() returns
+        // once the requests under way have finished.
+        listener.stop();
+        objectManager.shutdown();
+    });
+
+    std::printf("listening on %s:%d\n", settings.address.c_str(), port);
+    std::fflush(stdout);
+    listener.run();
+
+    // run() returns after stop(); should it have ended for another reason,
+    // wake the signal thread so that the shutdown takes the same path.
+    running.store(false);
+    pthread_kill(signalThread.native_handle(), SIGTERM);
+    signalThread.join();
+    std::fprintf(stderr, "%s: stopped after %lu connections and %lu requests\n", argv[0],
+                 listener.connectionsAccepted(), listener.requestsStarted());
+    return 0;
+}
