@@ -422,8 +422,9 @@ struct ReferenceNamesTraits {
 struct InvokeMethodTraits {
     using Base = KivoInvokeMethodOperationBase;
 
-    // The method's name, its target (an instance, or a class given as a path
-    // without keys) and its PARAMVALUEs, typed by PARAMTYPE when given.
+    // The method's name, its target (an instance path; for a call on a class
+    // only the class name, the instance name staying null) and its
+    // PARAMVALUEs, typed by PARAMTYPE when given.
     static void bind(Base& op, CIMXMLRequest const& request) {
         op.setOperationName(request.methodName());
         pugi::xml_node target = request.target();
@@ -433,9 +434,7 @@ struct InvokeMethodTraits {
             op.setClassName(path->getClassName());
             op.setInstanceName(path);
         } else {
-            KVOString cls = reader::className(target);
-            op.setClassName(cls);
-            op.setInstanceName(classPath(ns, cls));
+            op.setClassName(reader::className(target));
         }
         auto inputs = KVOSmrPtr<KVOValSlist<KVOSmrPtr<IKivoActualParameter>>>(
             new KVOValSlist<KVOSmrPtr<IKivoActualParameter>>());

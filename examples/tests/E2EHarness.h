@@ -1,0 +1,113 @@
+// Test support for the end-to-end suites: the server as a child process on a
+// free loopback port, a raw HTTP/1.1 client, wbemcli runs, and the requests
+// the suites send.
+//
+// Everything is bounded: starting waits at most kStartLimit for the
+// "listening on" line, every socket read at most kReadLimit, stopping at most
+// kStopLimit before the child is killed (and the test failed). Traffic goes to
+// 127.0.0.1 only.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace e2e {
+
+inline constexpr std::chrono::seconds kStartLimit{60};
+inline constexpr std::chrono::seconds kReadLimit{60};
+inline constexpr std::chrono::seconds kStopLimit{120};
+
+// The server binary under test (set by the build).
+std::string serverBinary();
+
+class ServerProcess {
+public:
+    ServerProcess() = default;
+    ~ServerProcess();
+    ServerProcess(ServerProcess const&) = delete;
+    ServerProcess& operator=(ServerProcess const&) = delete;
+
+    // Starts the server with `--port 0` and `args`; false (with `error` set)
+    // when it does not report its port in time.
+    bool start(std::vector<std::string> const& args, std::string& error);
+    int port() const { return _port; }
+    pid_t pid() const { return _pid; }
+    std::string url(std::string const& nameSpace = "root/cimv2") const;
+
+    // Sends `signal` and waits for the exit: the exit status, 128 + signal for
+    // a child killed by a signal, or -1 when it had to be killed after
+    // kStopLimit.
+    int stop(int signal);
+
+private:
+    pid_t _pid = -1;
+    int _port = 0;
+};
+
+struct HttpResponse {
+    bool complete = false;  // a whole response was read
+    int status = 0;
+    std::string protocol;
+    std::map<std::string, std::string> headers;   // lower-case names
+    std::map<std::string, std::string> trailers;  // lower-case names
+    std::string body;                              // de-chunked
+    bool chunked = false;
+
+    std::string header(std::string const& name) const;
+};
+
+// A connection to the server.
+class Connection {
+public:
+    explicit Connection(int port);
+    ~Connection();
+    Connection(Connection const&) = delete;
+    Connection& operator=(Connection const&) = delete;
+
+    bool ok() const { return _fd >= 0; }
+    bool send(std::string const& bytes);
+    // Ends the sending direction (the server sees the end of the stream).
+    void shutdownWrite();
+    // Reads one response.
+    HttpResponse read();
+    // Reads up to `n` bytes (fewer at the end of the stream).
+    std::string readSome(std::size_t n);
+    // True when the server closed the connection (a read meets the end)
+    // within kReadLimit.
+    bool waitClosed();
+    void close();
+
+private:
+    bool fill();
+    bool readLine(std::string& line);
+    bool readExactly(std::size_t n, std::string& out);
+
+    int _fd = -1;
+    std::string _buffer;
+};
+
+// A CIM-XML request: the header fields DSP0200 asks for and `body`.
+// `extraHeaders` are added as given (each ending in CRLF); a field named in
+// `dropHeaders` is left out.
+std::string cimRequest(std::string const& cimMethod, std::string const& cimObject, std::string const& body,
+                       std::string const& extraHeaders = "", std::vector<std::string> const& dropHeaders = {},
+                       std::string const& protocol = "HTTP/1.1");
+// The body of an intrinsic call in root/cimv2 with the given IPARAMVALUEs.
+std::string intrinsicBody(std::string const& method, std::string const& params,
+                          std::string const& nameSpaceXml = "<NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"cimv2\"/>");
+// A raw request read from one of the captured samples: header fields and body
+// as the client sent them, Content-Length recomputed.
+std::string sampleRequest(std::string const& headerFields, std::string const& body);
+
+// Runs wbemcli with `args` (each one shell-quoted here) and returns its exit
+// status; `output` receives standard output and standard error.
+int wbemcli(std::vector<std::string> const& args, std::string& output);
+bool haveWbemcli();
+
+// Number of occurrences of `needle` in `haystack`.
+std::size_t count(std::string const& haystack, std::string const& needle);
+
+}  // namespace e2e

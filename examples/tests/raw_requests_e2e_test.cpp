@@ -1,0 +1,437 @@
+// End to end with raw CIM-XML requests: the answers to bad input (header
+// errors, malformed and invalid bodies, unknown operations, missing
+// parameters, wrong namespaces, oversize and truncated bodies, clients that
+// go away or say nothing), the framing of responses, the captured requests of
+// a second client, concurrent clients, and a clean stop. After every bad
+// request the server must still answer the next one.
+#include "E2EHarness.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+using e2e::Connection;
+using e2e::HttpResponse;
+
+std::string const kGetClassBody = e2e::intrinsicBody(
+    "GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/></IPARAMVALUE>");
+
+class RawRequestTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string error;
+        ASSERT_TRUE(server.start({"--threads", "4", "--read-timeout", "2", "--log-level", "critical",
+                                  "--scale-instances", "3000"},
+                                 error))
+            << error;
+    }
+    void TearDown() override {
+        if (server.pid() > 0) {
+            EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly";
+        }
+    }
+
+    HttpResponse exchange(std::string const& request) {
+        Connection c(server.port());
+        EXPECT_TRUE(c.ok());
+        EXPECT_TRUE(c.send(request));
+        return c.read();
+    }
+
+    // The server still serves a well-formed request on a new connection.
+    void expectStillServing() {
+        HttpResponse r = exchange(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody));
+        ASSERT_TRUE(r.complete);
+        EXPECT_EQ(r.status, 200);
+        EXPECT_NE(r.body.find("<CLASS NAME=\"KIVO_DiskDrive\""), std::string::npos) << r.body;
+    }
+
+    e2e::ServerProcess server;
+};
+
+struct RejectionCase {
+    char const* name;
+    std::string request;
+    int status;
+    char const* cimError;  // "" when none
+};
+
+TEST_F(RawRequestTest, HeaderAndBodyErrorsAreAnsweredWithStatusAndCIMError) {
+    std::string const body = kGetClassBody;
+    std::string const v = "<?xml version=\"1.0\"?><CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1\" "
+                          "PROTOCOLVERSION=\"1.0\"><SIMPLEREQ><IMETHODCALL NAME=\"GetClass\">";
+    std::vector<RejectionCase> const cases = {
+        {"no CIMOperation", e2e::cimRequest("GetClass", "root/cimv2", body, "", {"CIMOperation"}), 400,
+         "unsupported-operation"},
+        {"CIMOperation not MethodCall",
+         e2e::cimRequest("GetClass", "root/cimv2", body, "", {"CIMOperation"}).insert(
+             std::string("POST /cimom HTTP/1.1\r\n").size(), "CIMOperation: MethodResponse\r\n"),
+         400, "unsupported-operation"},
+        {"no CIMMethod", e2e::cimRequest("GetClass", "root/cimv2", body, "", {"CIMMethod"}), 400, "header-mismatch"},
+        {"wrong CIMMethod", e2e::cimRequest("GetInstance", "root/cimv2", body), 400, "header-mismatch"},
+        {"no CIMObject", e2e::cimRequest("GetClass", "root/cimv2", body, "", {"CIMObject"}), 400, "header-mismatch"},
+        {"CIMObject of another namespace", e2e::cimRequest("GetClass", "root%2Finterop", body), 400,
+         "header-mismatch"},
+        {"CIMBatch", e2e::cimRequest("GetClass", "root/cimv2", body, "CIMBatch: CIMBatch\r\n"), 501,
+         "multiple-requests-unsupported"},
+        {"CIMProtocolVersion 2.0", e2e::cimRequest("GetClass", "root/cimv2", body, "CIMProtocolVersion: 2.0\r\n"), 501,
+         "unsupported-protocol-version"},
+        {"CIMVERSION 3.0",
+         e2e::cimRequest("GetClass", "root/cimv2",
+                         std::string(body).replace(body.find("CIMVERSION=\"2.0\""), 16, "CIMVERSION=\"3.0\"")),
+         501, "unsupported-cim-version"},
+        {"DTDVERSION 3.0",
+         e2e::cimRequest("GetClass", "root/cimv2",
+                         std::string(body).replace(body.find("DTDVERSION=\"2.0\""), 16, "DTDVERSION=\"3.0\"")),
+         501, "unsupported-dtd-version"},
+        {"PROTOCOLVERSION 2.0",
+         e2e::cimRequest("GetClass", "root/cimv2",
+                         std::string(body).replace(body.find("PROTOCOLVERSION=\"1.0\""), 21, "PROTOCOLVERSION=\"2.0\"")),
+         501, "unsupported-protocol-version"},
+        {"MULTIREQ",
+         e2e::cimRequest("GetClass", "root/cimv2",
+                         "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1\" PROTOCOLVERSION=\"1.0\">"
+                         "<MULTIREQ/></MESSAGE></CIM>"),
+         501, "multiple-requests-unsupported"},
+        {"malformed XML", e2e::cimRequest("GetClass", "root/cimv2", body.substr(0, body.size() - 12)), 400,
+         "request-not-well-formed"},
+        {"not XML at all", e2e::cimRequest("GetClass", "root/cimv2", "hello"), 400, "request-not-well-formed"},
+        {"empty body", e2e::cimRequest("GetClass", "root/cimv2", ""), 400, "request-not-well-formed"},
+        {"root is not CIM", e2e::cimRequest("GetClass", "root/cimv2", "<FOO/>"), 400, "request-not-valid"},
+        {"no LOCALNAMESPACEPATH",
+         e2e::cimRequest("GetClass", "root/cimv2", v + "</IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>"), 400,
+         "request-not-valid"},
+        {"stray element among the parameters",
+         e2e::cimRequest("GetClass", "root/cimv2",
+                         v + "<LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"cimv2\"/>"
+                             "</LOCALNAMESPACEPATH><FOO/></IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>"),
+         400, "request-not-valid"},
+        {"GET", "GET /cimom HTTP/1.1\r\nHost: x\r\nContent-Length: 0\r\n\r\n", 405, ""},
+    };
+    for (RejectionCase const& c : cases) {
+        SCOPED_TRACE(c.name);
+        HttpResponse r = exchange(c.request);
+        ASSERT_TRUE(r.complete);
+        EXPECT_EQ(r.status, c.status);
+        EXPECT_EQ(r.header("CIMError"), c.cimError);
+        EXPECT_EQ(r.body, "");
+        expectStillServing();
+    }
+}
+
+struct CimErrorCase {
+    char const* name;
+    std::string method;
+    std::string body;
+    int code;
+};
+
+TEST_F(RawRequestTest, OperationErrorsAreERRORElementsWithTheirCode) {
+    std::string const diskName = "<INSTANCENAME CLASSNAME=\"KIVO_DiskDrive\"><KEYBINDING NAME=\"SystemName\"><KEYVALUE "
+                                 "VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING><KEYBINDING NAME=\"DeviceID\">"
+                                 "<KEYVALUE VALUETYPE=\"string\">disk0</KEYVALUE></KEYBINDING></INSTANCENAME>";
+    std::vector<CimErrorCase> const cases = {
+        {"unknown operation", "Frobnicate", e2e::intrinsicBody("Frobnicate", ""), 7},
+        {"pulled enumeration (not yet served)", "OpenEnumerateInstances",
+         e2e::intrinsicBody("OpenEnumerateInstances",
+                            "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/></IPARAMVALUE>"),
+         7},
+        {"missing required parameter", "GetClass", e2e::intrinsicBody("GetClass", ""), 4},
+        {"unknown parameter", "GetClass",
+         e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
+                                        "</IPARAMVALUE><IPARAMVALUE NAME=\"Bogus\"><VALUE>1</VALUE></IPARAMVALUE>"),
+         4},
+        {"parameter given twice", "GetClass",
+         e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
+                                        "</IPARAMVALUE><IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
+                                        "</IPARAMVALUE>"),
+         4},
+        {"boolean that is not one", "GetClass",
+         e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
+                                        "</IPARAMVALUE><IPARAMVALUE NAME=\"LocalOnly\"><VALUE>maybe</VALUE></IPARAMVALUE>"),
+         4},
+        {"typed value that does not fit", "CreateInstance",
+         e2e::intrinsicBody("CreateInstance", "<IPARAMVALUE NAME=\"NewInstance\"><INSTANCE CLASSNAME=\"KIVO_DiskDrive\">"
+                                              "<PROPERTY NAME=\"Capacity\" TYPE=\"uint64\"><VALUE>-1</VALUE></PROPERTY>"
+                                              "</INSTANCE></IPARAMVALUE>"),
+         4},
+        {"unknown class", "GetClass",
+         e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_Nope\"/></IPARAMVALUE>"),
+         5},
+        {"missing instance", "GetInstance",
+         e2e::intrinsicBody("GetInstance", "<IPARAMVALUE NAME=\"InstanceName\">" +
+                                               std::string(diskName).replace(diskName.find("disk0"), 5, "disk7") +
+                                               "</IPARAMVALUE>"),
+         6},
+        {"unknown property", "GetProperty",
+         e2e::intrinsicBody("GetProperty", "<IPARAMVALUE NAME=\"InstanceName\">" + diskName +
+                                               "</IPARAMVALUE><IPARAMVALUE NAME=\"PropertyName\"><VALUE>Nope</VALUE>"
+                                               "</IPARAMVALUE>"),
+         12},
+    };
+    for (CimErrorCase const& c : cases) {
+        SCOPED_TRACE(c.name);
+        HttpResponse r = exchange(e2e::cimRequest(c.method, "root/cimv2", c.body));
+        ASSERT_TRUE(r.complete);
+        EXPECT_EQ(r.status, 200);
+        EXPECT_NE(r.body.find("<ERROR CODE=\"" + std::to_string(c.code) + "\""), std::string::npos) << r.body;
+        EXPECT_NE(r.body.find("NAME=\"" + c.method + "\""), std::string::npos) << r.body;
+        expectStillServing();
+    }
+
+    // A namespace that does not exist, with CIMObject naming it too.
+    std::string const nowhere = e2e::intrinsicBody(
+        "EnumerateClassNames", "", "<NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"nowhere\"/>");
+    HttpResponse r = exchange(e2e::cimRequest("EnumerateClassNames", "root%2Fnowhere", nowhere));
+    EXPECT_EQ(r.status, 200);
+    EXPECT_NE(r.body.find("<ERROR CODE=\"3\""), std::string::npos) << r.body;
+}
+
+TEST_F(RawRequestTest, ChunkedResponsesRepeatTheStatusInTrailersAndKeepTheErrorInTheBody) {
+    Connection c(server.port());
+    ASSERT_TRUE(c.send(e2e::cimRequest(
+        "EnumerateInstances", "root/cimv2",
+        e2e::intrinsicBody("EnumerateInstances",
+                           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/></IPARAMVALUE>"),
+        "TE: trailers\r\n")));
+    HttpResponse ok = c.read();
+    ASSERT_TRUE(ok.complete);
+    EXPECT_TRUE(ok.chunked);
+    EXPECT_EQ(ok.header("Trailer"), "CIMStatusCode, CIMStatusCodeDescription, CIMError");
+    EXPECT_EQ(ok.trailers["cimstatuscode"], "0");
+    EXPECT_EQ(e2e::count(ok.body, "<VALUE.NAMEDINSTANCE>"), 2u) << ok.body;
+
+    // The same connection carries the next request: an error this time.
+    ASSERT_TRUE(c.send(e2e::cimRequest(
+        "EnumerateInstances", "root/cimv2",
+        e2e::intrinsicBody("EnumerateInstances",
+                           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_Nope\"/></IPARAMVALUE>"),
+        "TE: trailers\r\n")));
+    HttpResponse failed = c.read();
+    ASSERT_TRUE(failed.complete);
+    EXPECT_EQ(failed.status, 200);
+    EXPECT_EQ(failed.trailers["cimstatuscode"], "5");
+    EXPECT_NE(failed.trailers["cimstatuscodedescription"].find("CIM_ERR_INVALID_CLASS"), std::string::npos);
+    EXPECT_NE(failed.body.find("<ERROR CODE=\"5\""), std::string::npos) << failed.body;
+}
+
+TEST_F(RawRequestTest, StreamsAThousandsOfInstancesInChunks) {
+    HttpResponse r = exchange(e2e::cimRequest(
+        "EnumerateInstanceNames", "root/cimv2",
+        e2e::intrinsicBody("EnumerateInstanceNames",
+                           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>")));
+    ASSERT_TRUE(r.complete);
+    EXPECT_TRUE(r.chunked);
+    EXPECT_EQ(e2e::count(r.body, "<INSTANCENAME CLASSNAME=\"KIVO_ScaleItem\">"), 3000u);
+    EXPECT_EQ(r.trailers["cimstatuscode"], "0");
+}
+
+TEST_F(RawRequestTest, HTTP10AndConnectionCloseAreAnsweredAndTheConnectionClosed) {
+    for (std::string const& variant : {std::string("HTTP/1.0"), std::string("close")}) {
+        SCOPED_TRACE(variant);
+        Connection c(server.port());
+        bool const http10 = variant == "HTTP/1.0";
+        ASSERT_TRUE(c.send(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody,
+                                           http10 ? "" : "Connection: close\r\n", {},
+                                           http10 ? "HTTP/1.0" : "HTTP/1.1")));
+        HttpResponse r = c.read();
+        ASSERT_TRUE(r.complete);
+        EXPECT_EQ(r.status, 200);
+        if (http10) {
+            // Never chunked for HTTP/1.0: the body goes with its length.
+            EXPECT_FALSE(r.chunked);
+            EXPECT_EQ(r.header("Content-Length"), std::to_string(r.body.size()));
+        } else {
+            EXPECT_EQ(r.header("Connection"), "close");
+        }
+        EXPECT_NE(r.body.find("<CLASS NAME=\"KIVO_DiskDrive\""), std::string::npos);
+        EXPECT_TRUE(c.waitClosed());
+    }
+}
+
+TEST_F(RawRequestTest, OversizeAndTruncatedBodiesAreRefused) {
+    {
+        Connection c(server.port());
+        std::string head = e2e::cimRequest("GetClass", "root/cimv2", "");
+        head.replace(head.find("Content-Length: 0"), 17, "Content-Length: 52428801");
+        ASSERT_TRUE(c.send(head));
+        HttpResponse r = c.read();
+        ASSERT_TRUE(r.complete);
+        EXPECT_EQ(r.status, 413);
+        EXPECT_TRUE(c.waitClosed());
+    }
+    expectStillServing();
+    {
+        Connection c(server.port());
+        std::string request = e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody);
+        ASSERT_TRUE(c.send(request.substr(0, request.size() - 40)));
+        c.shutdownWrite();
+        HttpResponse r = c.read();
+        ASSERT_TRUE(r.complete);
+        EXPECT_EQ(r.status, 400);
+    }
+    expectStillServing();
+    {
+        // A client that stops sending in the middle of a body loses the
+        // connection once the read timeout expires.
+        Connection c(server.port());
+        std::string request = e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody);
+        ASSERT_TRUE(c.send(request.substr(0, request.size() - 40)));
+        HttpResponse r = c.read();
+        EXPECT_TRUE(r.status == 400 || r.status == 0);
+        EXPECT_TRUE(c.waitClosed());
+    }
+    expectStillServing();
+}
+
+TEST_F(RawRequestTest, SilentAndMalformedClientsLoseTheirConnection) {
+    {
+        Connection c(server.port());
+        ASSERT_TRUE(c.ok());
+        EXPECT_TRUE(c.waitClosed());  // read timeout
+    }
+    {
+        Connection c(server.port());
+        ASSERT_TRUE(c.send("THIS IS NOT HTTP\r\n\r\n"));
+        HttpResponse r = c.read();
+        EXPECT_EQ(r.status, 400);
+    }
+    expectStillServing();
+}
+
+TEST_F(RawRequestTest, ClientsThatDisconnectMidResponseDoNotHurtTheServer) {
+    std::string const request = e2e::cimRequest(
+        "EnumerateInstances", "root/cimv2",
+        e2e::intrinsicBody("EnumerateInstances",
+                           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>"));
+    for (int i = 0; i < 5; ++i) {
+        Connection c(server.port());
+        ASSERT_TRUE(c.send(request));
+        EXPECT_FALSE(c.readSome(200).empty());
+        c.close();
+    }
+    for (int i = 0; i < 3; ++i) expectStillServing();
+}
+
+TEST_F(RawRequestTest, AnswersTheCapturedRequestsOfASecondClient) {
+    std::string const head = "User-Agent: python-requests/2.28.1\r\nAccept-Encoding: gzip, deflate\r\nAccept: */*\r\n"
+                             "Connection: keep-alive\r\nContent-type: application/xml; charset=\"utf-8\"\r\n"
+                             "CIMOperation: MethodCall\r\n";
+    std::string const pre = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
+                            "<MESSAGE ID=\"1001\" PROTOCOLVERSION=\"1.0\"><SIMPLEREQ>";
+    std::string const post = "</SIMPLEREQ></MESSAGE></CIM>";
+    std::string const ns = "<LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"cimv2\"/></LOCALNAMESPACEPATH>";
+    struct Sample {
+        char const* name;
+        std::string headers;
+        std::string body;
+        char const* expect;
+    };
+    std::vector<Sample> const samples = {
+        {"GetInstance with a quoted key", "CIMMethod: GetInstance\r\nCIMObject: root/cimv2\r\n",
+         pre + "<IMETHODCALL NAME=\"GetInstance\">" + ns +
+             "<IPARAMVALUE NAME=\"InstanceName\"><INSTANCENAME CLASSNAME=\"CIM_Foo\"><KEYBINDING NAME=\"Name\">"
+             "<KEYVALUE VALUETYPE=\"string\" TYPE=\"string\">a b &quot;q&quot; \\ c</KEYVALUE></KEYBINDING>"
+             "<KEYBINDING NAME=\"Id\"><KEYVALUE VALUETYPE=\"numeric\" TYPE=\"uint32\">7</KEYVALUE></KEYBINDING>"
+             "</INSTANCENAME></IPARAMVALUE></IMETHODCALL>" + post,
+         "<ERROR CODE=\"5\""},
+        {"InvokeMethod with a quoted key in CIMObject",
+         "CIMMethod: M\r\nCIMObject: root/cimv2:CIM_Foo.Name=\"a b \\\"q\\\" \\\\ c\"\r\n",
+         pre + "<METHODCALL NAME=\"M\"><LOCALINSTANCEPATH>" + ns +
+             "<INSTANCENAME CLASSNAME=\"CIM_Foo\"><KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\" "
+             "TYPE=\"string\">a b &quot;q&quot; \\ c</KEYVALUE></KEYBINDING></INSTANCENAME></LOCALINSTANCEPATH>"
+             "</METHODCALL>" + post,
+         "<METHODRESPONSE NAME=\"M\"><ERROR"},
+        {"InvokeMethod with an ISO-8859-1 key in CIMObject",
+         "CIMMethod: M\r\nCIMObject: root/cimv2:CIM_Foo.Name=\"caf\xE9\"\r\n",
+         pre + "<METHODCALL NAME=\"M\"><LOCALINSTANCEPATH>" + ns +
+             "<INSTANCENAME CLASSNAME=\"CIM_Foo\"><KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\" "
+             "TYPE=\"string\">caf\xC3\xA9</KEYVALUE></KEYBINDING></INSTANCENAME></LOCALINSTANCEPATH></METHODCALL>" +
+             post,
+         "<METHODRESPONSE NAME=\"M\"><ERROR"},
+        {"a static method on a class", "CIMMethod: CountDevices\r\nCIMObject: root/cimv2:KIVO_ComputerSystem\r\n",
+         pre + "<METHODCALL NAME=\"CountDevices\"><LOCALCLASSPATH>" + ns +
+             "<CLASSNAME NAME=\"KIVO_ComputerSystem\"/></LOCALCLASSPATH></METHODCALL>" + post,
+         "<RETURNVALUE PARAMTYPE=\"uint32\">"},
+        {"RequestStateChange with typed parameters",
+         "CIMMethod: RequestStateChange\r\nCIMObject: root/cimv2:KIVO_ComputerSystem.Name=\"host1\"\r\n",
+         pre + "<METHODCALL NAME=\"RequestStateChange\"><LOCALINSTANCEPATH>" + ns +
+             "<INSTANCENAME CLASSNAME=\"KIVO_ComputerSystem\"><KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\" "
+             "TYPE=\"string\">host1</KEYVALUE></KEYBINDING></INSTANCENAME></LOCALINSTANCEPATH>"
+             "<PARAMVALUE NAME=\"RequestedState\" PARAMTYPE=\"uint16\"><VALUE>3</VALUE></PARAMVALUE>"
+             "</METHODCALL>" + post,
+         "<RETURNVALUE PARAMTYPE=\"uint32\">"},
+        {"EnumerateInstances with a PropertyList", "CIMMethod: EnumerateInstances\r\nCIMObject: root/cimv2\r\n",
+         pre + "<IMETHODCALL NAME=\"EnumerateInstances\">" + ns +
+             "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ComputerSystem\"/></IPARAMVALUE>"
+             "<IPARAMVALUE NAME=\"DeepInheritance\"><VALUE>TRUE</VALUE></IPARAMVALUE><IPARAMVALUE NAME=\"PropertyList\">"
+             "<VALUE.ARRAY><VALUE>Name</VALUE><VALUE>ElementName</VALUE></VALUE.ARRAY></IPARAMVALUE></IMETHODCALL>" +
+             post,
+         "<PROPERTY NAME=\"Name\" TYPE=\"string\"><VALUE>host1</VALUE>"},
+        {"References with ResultClass and Role", "CIMMethod: References\r\nCIMObject: root/cimv2\r\n",
+         pre + "<IMETHODCALL NAME=\"References\">" + ns +
+             "<IPARAMVALUE NAME=\"ObjectName\"><INSTANCENAME CLASSNAME=\"KIVO_ComputerSystem\"><KEYBINDING NAME=\"Name\">"
+             "<KEYVALUE VALUETYPE=\"string\" TYPE=\"string\">host1</KEYVALUE></KEYBINDING></INSTANCENAME></IPARAMVALUE>"
+             "<IPARAMVALUE NAME=\"ResultClass\"><CLASSNAME NAME=\"KIVO_SystemDevice\"/></IPARAMVALUE>"
+             "<IPARAMVALUE NAME=\"Role\"><VALUE>GroupComponent</VALUE></IPARAMVALUE></IMETHODCALL>" + post,
+         "<VALUE.OBJECTWITHPATH><INSTANCEPATH>"},
+        {"CloseEnumeration (not yet served)", "CIMMethod: CloseEnumeration\r\nCIMObject: root/cimv2\r\n",
+         pre + "<IMETHODCALL NAME=\"CloseEnumeration\">" + ns +
+             "<IPARAMVALUE NAME=\"EnumerationContext\"><VALUE>ctx-0001</VALUE></IPARAMVALUE></IMETHODCALL>" + post,
+         "<ERROR CODE=\"7\""},
+    };
+    for (Sample const& s : samples) {
+        SCOPED_TRACE(s.name);
+        HttpResponse r = exchange(e2e::sampleRequest(head + s.headers, s.body));
+        ASSERT_TRUE(r.complete);
+        EXPECT_EQ(r.status, 200) << r.header("CIMError");
+        EXPECT_NE(r.header("Content-Type").find("application/xml"), std::string::npos);
+        EXPECT_NE(r.body.find(s.expect), std::string::npos) << r.body;
+    }
+}
+
+TEST_F(RawRequestTest, ServesConcurrentClients) {
+    std::atomic<int> good{0};
+    std::vector<std::thread> clients;
+    int const threads = 6;
+    int const perThread = 15;
+    for (int t = 0; t < threads; ++t) {
+        clients.emplace_back([&] {
+            Connection c(server.port());
+            for (int i = 0; i < perThread; ++i) {
+                std::string const body =
+                    i % 2 == 0 ? kGetClassBody
+                               : e2e::intrinsicBody("EnumerateInstanceNames", "<IPARAMVALUE NAME=\"ClassName\">"
+                                                                              "<CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
+                                                                              "</IPARAMVALUE>");
+                if (!c.send(e2e::cimRequest(i % 2 == 0 ? "GetClass" : "EnumerateInstanceNames", "root/cimv2", body))) {
+                    return;
+                }
+                HttpResponse r = c.read();
+                if (r.complete && r.status == 200 && r.body.find("<ERROR") == std::string::npos) ++good;
+            }
+        });
+    }
+    for (std::thread& t : clients) t.join();
+    EXPECT_EQ(good.load(), threads * perThread);
+}
+
+TEST_F(RawRequestTest, StopsCleanlyOnSIGTERMWithAnIdleConnectionOpen) {
+    Connection idle(server.port());
+    ASSERT_TRUE(idle.send(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody)));
+    ASSERT_EQ(idle.read().status, 200);
+    EXPECT_EQ(server.stop(SIGTERM), 0);
+    EXPECT_TRUE(idle.waitClosed());
+}
+
+TEST_F(RawRequestTest, StopsCleanlyOnSIGINT) {
+    expectStillServing();
+    EXPECT_EQ(server.stop(SIGINT), 0);
+}
+
+}  // namespace
