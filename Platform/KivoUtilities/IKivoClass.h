@@ -39,8 +39,9 @@ public:
         KVOSmrPtr<IKivoClass> s = getSuperClass();
         return s ? s->getName() : KVOString();
     }
-    // Every property the object carries, in order: its own, then (for a
-    // resolved class) the propagated ones.
+    // Every property the object carries, in the class's order (a class
+    // resolved with its inherited members lists them in the superclass's
+    // order, overrides in place, before the ones it adds).
     virtual std::vector<KVOSmrPtr<IKivoProperty>> getProperties() const { return {}; }
     // Every method the object carries, in the same order as the properties.
     virtual std::vector<KVOSmrPtr<IKivoMethod>> getMethods() const { return {}; }

@@ -1,0 +1,96 @@
+// The object manager's class repository: namespaces, the classes in each
+// (with inheritance resolved) and the qualifier declarations.
+//
+// Classes are added as they are declared (their own properties, methods and
+// qualifiers, the superclass by name) and kept in two forms: the declared
+// one and the resolved one, which also carries every inherited property and
+// method (marked propagated, naming its class origin) and the superclass's
+// qualifiers that pass to subclasses. Lookups answer the resolved form.
+//
+// Threading: the repository is filled while the object manager starts
+// (state STARTING) and only read afterwards; reads never lock, any number of
+// threads may read at once, and every object handed out is immutable. Adding
+// a class or declaration while other threads read is not supported.
+//
+// Names of namespaces, classes and qualifiers are matched without regard to
+// ASCII case; a namespace name may carry leading or trailing slashes.
+#pragma once
+
+#include "KivoUtilities/CKivoData.h"
+#include "KivoUtilities/IKivoClass.h"
+#include "KivoUtilities/IQualifierDef.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kivo::om {
+
+class ClassRepository {
+public:
+    // Adds an empty namespace (nothing when it exists).
+    void addNamespace(KVOString const& nameSpace);
+    bool hasNamespace(KVOString const& nameSpace) const;
+    // The namespace names as they were added.
+    std::vector<KVOString> namespaces() const;
+
+    // Adds a qualifier declaration; a later one of the same name replaces it.
+    // Raises CIM_ERR_INVALID_NAMESPACE for an unknown namespace.
+    void addQualifierDecl(KVOString const& nameSpace, KVOSmrPtr<qora::IQualifierDef> decl);
+    // The declaration, or null. Declarations live as long as the repository.
+    qora::IQualifierDef const* getQualifierDecl(KVOString const& nameSpace, KVOString const& name) const;
+    std::vector<qora::IQualifierDef const*> qualifierDecls(KVOString const& nameSpace) const;
+
+    // Adds a class declared with `declared` (own members only; the
+    // superclass named by declared.superClassName). Own members get the class
+    // as their class origin. Raises CIM_ERR_INVALID_NAMESPACE,
+    // CIM_ERR_INVALID_CLASS for an unknown superclass, CIM_ERR_ALREADY_EXISTS
+    // for a class already there.
+    void addClass(KVOString const& nameSpace, KVOString const& name, CKivoClass::Members declared);
+
+    // The resolved class, or null.
+    KVOSmrPtr<IKivoClass> getClass(KVOString const& nameSpace, KVOString const& name) const;
+    // The subclasses of `name` in declaration order: the direct ones, or with
+    // `deep` every descendant. An empty name stands for the root: the classes
+    // without superclass, or with `deep` every class.
+    std::vector<KVOSmrPtr<IKivoClass>> subclasses(KVOString const& nameSpace, KVOString const& name, bool deep) const;
+    // Whether `className` is `ancestor` or descends from it.
+    bool isA(KVOString const& nameSpace, KVOString const& className, KVOString const& ancestor) const;
+    // The association classes of the namespace, in declaration order.
+    std::vector<KVOSmrPtr<IKivoClass>> associations(KVOString const& nameSpace) const;
+
+    // The key property names of a resolved class (properties with a true Key
+    // qualifier), in property order.
+    static std::vector<KVOString> keyNames(IKivoClass const& cls);
+
+private:
+    struct Entry {
+        KVOSmrPtr<IKivoClass> resolved;
+        std::string superKey;            // lower-cased superclass name; empty at a root
+        std::vector<std::size_t> children;  // indexes into Namespace::classes
+    };
+    struct Namespace {
+        KVOString name;
+        std::vector<Entry> classes;                  // in declaration order
+        std::map<std::string, std::size_t> byName;   // lower-cased name -> index
+        std::map<std::string, KVOSmrPtr<qora::IQualifierDef>> qualifiers;  // lower-cased name -> decl
+        std::vector<std::string> qualifierOrder;     // lower-cased names in declaration order
+    };
+
+    Namespace* find(KVOString const& nameSpace);
+    Namespace const* find(KVOString const& nameSpace) const;
+    Namespace& require(KVOString const& nameSpace);
+    static Entry const* entry(Namespace const& ns, KVOString const& name);
+    static void collect(Namespace const& ns, std::vector<std::size_t> const& from, bool deep,
+                        std::vector<KVOSmrPtr<IKivoClass>>& out);
+
+    std::map<std::string, Namespace> _namespaces;  // lower-cased, slash-trimmed name -> namespace
+    std::vector<KVOString> _namespaceOrder;
+};
+
+// The lower-cased form of a name, the key of every name lookup.
+std::string nameKey(KVOString const& name);
+// A namespace name without leading and trailing slashes, lower-cased.
+std::string nameSpaceKey(KVOString const& nameSpace);
+
+}  // namespace kivo::om

@@ -1,0 +1,93 @@
+#include "objectmanager/Instances.h"
+
+#include "objectmanager/CimStatus.h"
+#include "objectmanager/ClassRepository.h"
+
+#include <algorithm>
+
+namespace kivo::om {
+
+namespace {
+
+char const kWhere[] = "Instances";
+
+KVOSmrPtr<IKivoValue> typed(IKivoProperty const& decl, KVOSmrPtr<IKivoValue> const& value) {
+    if (!value) return value;
+    if (decl.isArray() != value->isArray()) {
+        // A single value given for an array property becomes a one-element array.
+        if (decl.isArray())
+            return CKivoValue::makeArray(decl.getCIMType(), {CKivoValue::convert(value, decl.getCIMType())});
+        raise(CIM_ERR_INVALID_PARAMETER, kWhere, "property " + decl.getName() + " is not an array");
+    }
+    try {
+        return CKivoValue::convert(value, decl.getCIMType());
+    } catch (KivoBaseException const& e) {
+        raise(CIM_ERR_INVALID_PARAMETER, kWhere, "property " + decl.getName() + ": " + e.getMessage());
+    }
+}
+
+}  // namespace
+
+KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass const& cls, PropertyValues const& values) {
+    for (auto const& [name, value] : values)
+        if (!cls.getProperty(name))
+            raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, "class " + cls.getName() + " has no property " + name);
+    KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
+    for (KVOSmrPtr<IKivoProperty> const& decl : cls.getProperties()) {
+        KVOSmrPtr<IKivoValue> value = decl->getValue();
+        for (auto const& [name, given] : values)
+            if (name.equalsIgnoreCase(decl->getName())) value = typed(*decl, given);
+        properties.append(KVOSmrPtr<IKivoProperty>(new CKivoProperty(decl->getName(), decl->getCIMType(),
+                                                                     decl->isArray(), value, {},
+                                                                     decl->getClassOrigin(), decl->isPropagated(),
+                                                                     decl->getReferenceClass())));
+    }
+    CKivoObject const draft(cls.getName(), properties);
+    return KVOSmrPtr<IKivoObject>(new CKivoObject(cls.getName(), properties, pathOf(nameSpace, cls, draft)));
+}
+
+PropertyValues valuesOf(IKivoObject const& instance) {
+    PropertyValues out;
+    for (KVOSmrPtr<IKivoProperty> const& p : instance.getProperties()) out.emplace_back(p->getName(), p->getValue());
+    return out;
+}
+
+KVOSmrPtr<IKivoInstanceName> pathOf(KVOString const& nameSpace, IKivoClass const& cls, IKivoObject const& instance) {
+    std::vector<KVOKeyBinding> keys;
+    for (KVOString const& name : ClassRepository::keyNames(cls)) {
+        KVOSmrPtr<IKivoProperty> p = instance.getProperty(name);
+        KVOSmrPtr<IKivoValue> v = p ? p->getValue() : nullptr;
+        if (!v) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + name + " has no value");
+        keys.push_back({name, v});
+    }
+    return KVOSmrPtr<IKivoInstanceName>(new CKivoInstanceName(nameSpace, cls.getName(), std::move(keys), KVOString()));
+}
+
+bool keysWithin(IKivoInstanceName const& partial, IKivoInstanceName const& full) {
+    for (KVOKeyBinding const& k : partial.getKeys()) {
+        KVOSmrPtr<IKivoValue> v = full.getKey(k.name);
+        if (!v || !k.value->sameValue(*v)) return false;
+    }
+    return true;
+}
+
+bool sameKeys(IKivoInstanceName const& a, IKivoInstanceName const& b) {
+    return a.getKeys().size() == b.getKeys().size() && keysWithin(a, b);
+}
+
+bool listed(KVOSmrPtr<KVOValSlist<KVOString>> const& list, KVOString const& name) {
+    if (!list) return true;
+    return std::any_of(list->begin(), list->end(), [&](KVOString const& n) { return n.equalsIgnoreCase(name); });
+}
+
+KVOSmrPtr<IKivoObject> viewOf(IKivoObject const& instance, InstanceView const& view) {
+    KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
+    for (KVOSmrPtr<IKivoProperty> const& p : instance.getProperties()) {
+        if (!listed(view.propertyList, p->getName())) continue;
+        if (view.limitTo && !view.limitTo->getProperty(p->getName())) continue;
+        properties.append(view.includeClassOrigin ? p : CKivoProperty::withOrigin(*p, KVOString(), p->isPropagated()));
+    }
+    return KVOSmrPtr<IKivoObject>(new CKivoObject(instance.getClassName(), properties, instance.getInstanceName()));
+}
+
+}  // namespace kivo::om

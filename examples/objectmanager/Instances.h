@@ -1,0 +1,56 @@
+// Building, naming and viewing instances: the rules every provider and the
+// object manager share.
+//
+// A complete instance has one property for every property of its class, in
+// the class's order, typed as the class declares it (value converted), with
+// the class origin and propagated flag of the class's property and no
+// qualifiers; its path carries the namespace, the class name and the key
+// properties' values in the class's order. Pure functions over immutable
+// objects: safe from any thread.
+#pragma once
+
+#include "KivoUtilities/CKivoData.h"
+#include "KivoUtilities/IKivoClass.h"
+#include "KivoUtilities/IKivoObject.h"
+
+#include <utility>
+#include <vector>
+
+namespace kivo::om {
+
+using PropertyValues = std::vector<std::pair<KVOString, KVOSmrPtr<IKivoValue>>>;
+
+// A complete instance of `cls`: the named values (converted to the declared
+// types) over the class's defaults. An unknown name raises
+// CIM_ERR_NO_SUCH_PROPERTY, a value that does not convert or a key without a
+// value CIM_ERR_INVALID_PARAMETER.
+KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass const& cls, PropertyValues const& values);
+// The values of an instance's properties, in its order.
+PropertyValues valuesOf(IKivoObject const& instance);
+
+// The path of a complete instance of `cls`.
+KVOSmrPtr<IKivoInstanceName> pathOf(KVOString const& nameSpace, IKivoClass const& cls, IKivoObject const& instance);
+// Whether two paths have the same keys with the same values (names without
+// regard to case); class names and namespaces are not compared.
+bool sameKeys(IKivoInstanceName const& a, IKivoInstanceName const& b);
+// Whether every key of `partial` is a key of `full` with the same value.
+bool keysWithin(IKivoInstanceName const& partial, IKivoInstanceName const& full);
+
+// Which part of an instance a response carries.
+struct InstanceView {
+    bool includeClassOrigin = false;
+    // Null: every property; otherwise only those named (without regard to case).
+    KVOSmrPtr<KVOValSlist<KVOString>> propertyList;
+    // When set, only the properties this class also has (DeepInheritance
+    // false on an enumeration of this class).
+    KVOSmrPtr<IKivoClass> limitTo;
+};
+
+// The instance as the view shows it (same path).
+KVOSmrPtr<IKivoObject> viewOf(IKivoObject const& instance, InstanceView const& view);
+
+// Whether `name` is in the list (without regard to case); a null list holds
+// every name.
+bool listed(KVOSmrPtr<KVOValSlist<KVOString>> const& list, KVOString const& name);
+
+}  // namespace kivo::om

@@ -1,0 +1,489 @@
+#include "objectmanager/ObjectManager.h"
+
+#include "objectmanager/CimStatus.h"
+
+#include <algorithm>
+
+namespace kivo::om {
+
+namespace {
+
+char const kWhere[] = "ObjectManager";
+
+std::string bucket(KVOString const& nameSpace, KVOString const& className) {
+    return nameSpaceKey(nameSpace) + ":" + nameKey(className);
+}
+
+std::vector<KVOSmrPtr<IKivoQualifier>> qualifiersIf(bool include, std::vector<KVOSmrPtr<IKivoQualifier>> q) {
+    return include ? q : std::vector<KVOSmrPtr<IKivoQualifier>>();
+}
+
+KVOString originIf(bool include, KVOString const& origin) { return include ? origin : KVOString(); }
+
+// Answers false once `path` has been seen (same class and keys); remembers it.
+bool firstTime(std::vector<KVOSmrPtr<IKivoInstanceName>>& seen, KVOSmrPtr<IKivoInstanceName> const& path) {
+    for (KVOSmrPtr<IKivoInstanceName> const& s : seen)
+        if (s->getClassName().equalsIgnoreCase(path->getClassName()) && sameKeys(*s, *path)) return false;
+    seen.push_back(path);
+    return true;
+}
+
+}  // namespace
+
+KVOSmrPtr<IKivoClass> viewOf(IKivoClass const& cls, ClassView const& view) {
+    CKivoClass::Members m;
+    m.superClass = cls.getSuperClass();
+    m.superClassName = cls.getSuperClassName();
+    m.qualifiers = qualifiersIf(view.includeQualifiers, cls.getQualifiers());
+    for (KVOSmrPtr<IKivoProperty> const& p : cls.getProperties()) {
+        if ((view.localOnly && p->isPropagated()) || !listed(view.propertyList, p->getName())) continue;
+        m.properties.push_back(KVOSmrPtr<IKivoProperty>(new CKivoProperty(
+            p->getName(), p->getCIMType(), p->isArray(), p->getValue(),
+            qualifiersIf(view.includeQualifiers, p->getQualifiers()), originIf(view.includeClassOrigin, p->getClassOrigin()),
+            p->isPropagated(), p->getReferenceClass())));
+    }
+    for (KVOSmrPtr<IKivoMethod> const& method : cls.getMethods()) {
+        if (view.localOnly && method->isPropagated()) continue;
+        std::vector<KVOSmrPtr<IKivoParameter>> parameters;
+        for (KVOSmrPtr<IKivoParameter> const& p : method->getParameters())
+            parameters.push_back(KVOSmrPtr<IKivoParameter>(
+                new CKivoParameter(p->getName(), p->getCIMType(), p->isArray(),
+                                   qualifiersIf(view.includeQualifiers, p->getQualifiers()), p->getReferenceClass())));
+        m.methods.push_back(KVOSmrPtr<IKivoMethod>(new CKivoMethod(
+            method->getName(), method->getReturnType(), std::move(parameters),
+            qualifiersIf(view.includeQualifiers, method->getQualifiers()),
+            originIf(view.includeClassOrigin, method->getClassOrigin()), method->isPropagated())));
+    }
+    return KVOSmrPtr<IKivoClass>(new CKivoClass(cls.getName(), std::move(m)));
+}
+
+KVOSmrPtr<IKivoValue> MethodCall::arg(KVOString const& name) const {
+    for (auto const& [n, v] : in)
+        if (n.equalsIgnoreCase(name)) return v;
+    return nullptr;
+}
+
+ObjectManager::ObjectManager() : _store(std::make_shared<InstanceStore>()) {}
+
+void ObjectManager::registerProvider(KVOString const& nameSpace, KVOString const& className,
+                                     std::shared_ptr<InstanceProvider> provider) {
+    _providers[bucket(nameSpace, className)] = std::move(provider);
+}
+
+void ObjectManager::registerMethod(KVOString const& nameSpace, KVOString const& className,
+                                   KVOString const& methodName, MethodImpl impl) {
+    _methods[bucket(nameSpace, className) + "." + nameKey(methodName)] = std::move(impl);
+}
+
+void ObjectManager::requireNamespace(KVOString const& nameSpace) const {
+    if (!_repository.hasNamespace(nameSpace)) raise(CIM_ERR_INVALID_NAMESPACE, kWhere, "no namespace " + nameSpace);
+}
+
+KVOSmrPtr<IKivoClass> ObjectManager::requireClass(KVOString const& nameSpace, KVOString const& className) const {
+    requireNamespace(nameSpace);
+    KVOSmrPtr<IKivoClass> cls = _repository.getClass(nameSpace, className);
+    if (!cls) raise(CIM_ERR_INVALID_CLASS, kWhere, "no class " + className + " in " + nameSpace);
+    return cls;
+}
+
+InstanceProvider& ObjectManager::provider(KVOString const& nameSpace, IKivoClass const& cls) const {
+    auto it = _providers.find(bucket(nameSpace, cls.getName()));
+    return it == _providers.end() ? *_store : *it->second;
+}
+
+std::vector<KVOSmrPtr<IKivoClass>> ObjectManager::family(KVOString const& nameSpace,
+                                                          KVOSmrPtr<IKivoClass> const& cls) const {
+    std::vector<KVOSmrPtr<IKivoClass>> out{cls};
+    for (KVOSmrPtr<IKivoClass> const& sub : _repository.subclasses(nameSpace, cls->getName(), true)) out.push_back(sub);
+    return out;
+}
+
+// ---- Classes and qualifier declarations ----
+
+KVOSmrPtr<IKivoClass> ObjectManager::getClass(KVOString const& nameSpace, KVOString const& className,
+                                              ClassView const& view) const {
+    return viewOf(*requireClass(nameSpace, className), view);
+}
+
+Producer<KVOSmrPtr<IKivoClass>> ObjectManager::enumerateClasses(KVOString const& nameSpace,
+                                                                KVOString const& className, bool deep,
+                                                                ClassView const& view) const {
+    if (className.isEmpty()) requireNamespace(nameSpace);
+    else requireClass(nameSpace, className);
+    std::vector<KVOSmrPtr<IKivoClass>> classes = _repository.subclasses(nameSpace, className, deep);
+    return [classes, view](Sink<KVOSmrPtr<IKivoClass>> const& out) {
+        for (KVOSmrPtr<IKivoClass> const& c : classes)
+            if (!out(viewOf(*c, view))) return;
+    };
+}
+
+Producer<KVOString> ObjectManager::enumerateClassNames(KVOString const& nameSpace, KVOString const& className,
+                                                       bool deep) const {
+    if (className.isEmpty()) requireNamespace(nameSpace);
+    else requireClass(nameSpace, className);
+    std::vector<KVOSmrPtr<IKivoClass>> classes = _repository.subclasses(nameSpace, className, deep);
+    return [classes](Sink<KVOString> const& out) {
+        for (KVOSmrPtr<IKivoClass> const& c : classes)
+            if (!out(c->getName())) return;
+    };
+}
+
+std::vector<qora::IQualifierDef const*> ObjectManager::enumerateQualifiers(KVOString const& nameSpace) const {
+    requireNamespace(nameSpace);
+    return _repository.qualifierDecls(nameSpace);
+}
+
+qora::IQualifierDef const* ObjectManager::getQualifier(KVOString const& nameSpace, KVOString const& name) const {
+    requireNamespace(nameSpace);
+    qora::IQualifierDef const* decl = _repository.getQualifierDecl(nameSpace, name);
+    if (!decl) raise(CIM_ERR_NOT_FOUND, kWhere, "no qualifier declaration " + name + " in " + nameSpace);
+    return decl;
+}
+
+// ---- Instances ----
+
+KVOSmrPtr<IKivoObject> ObjectManager::findInstance(KVOString const& nameSpace, IKivoInstanceName const& path) {
+    std::vector<KVOSmrPtr<IKivoClass>> const classes = family(nameSpace, requireClass(nameSpace, path.getClassName()));
+    for (KVOSmrPtr<IKivoClass> const& c : classes)
+        if (KVOSmrPtr<IKivoObject> found = provider(nameSpace, *c).get(nameSpace, *c, path)) return found;
+    // Only some keys given: the one instance they match.
+    std::size_t const given = path.getKeys().size();
+    if (given == 0 || given >= ClassRepository::keyNames(*classes.front()).size()) return nullptr;
+    KVOSmrPtr<IKivoObject> match;
+    int matches = 0;
+    for (KVOSmrPtr<IKivoClass> const& c : classes) {
+        provider(nameSpace, *c).enumerate(nameSpace, *c, [&](KVOSmrPtr<IKivoObject> const& instance) {
+            if (keysWithin(path, *instance->getInstanceName())) {
+                match = instance;
+                ++matches;
+            }
+            return matches < 2;
+        });
+    }
+    return matches == 1 ? match : nullptr;
+}
+
+namespace {
+
+KVOSmrPtr<IKivoObject> required(KVOSmrPtr<IKivoObject> found, IKivoInstanceName const& path) {
+    if (!found) raise(CIM_ERR_NOT_FOUND, kWhere, "no instance " + path.toString());
+    return found;
+}
+
+void requirePath(KVOSmrPtr<IKivoInstanceName> const& path) {
+    if (!path) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no instance name given");
+}
+
+}  // namespace
+
+KVOSmrPtr<IKivoObject> ObjectManager::getInstance(KVOString const& nameSpace,
+                                                  KVOSmrPtr<IKivoInstanceName> const& path, InstanceView const& view) {
+    requirePath(path);
+    return viewOf(*required(findInstance(nameSpace, *path), *path), view);
+}
+
+Producer<KVOSmrPtr<IKivoObject>> ObjectManager::enumerateInstances(KVOString const& nameSpace,
+                                                                   KVOString const& className, bool deep,
+                                                                   InstanceView const& view) {
+    KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, className);
+    InstanceView v = view;
+    if (!deep) v.limitTo = cls;
+    std::vector<KVOSmrPtr<IKivoClass>> classes = family(nameSpace, cls);
+    return [this, nameSpace, classes, v](Sink<KVOSmrPtr<IKivoObject>> const& out) {
+        bool more = true;
+        for (std::size_t i = 0; more && i < classes.size(); ++i)
+            provider(nameSpace, *classes[i]).enumerate(nameSpace, *classes[i], [&](KVOSmrPtr<IKivoObject> const& o) {
+                return more = out(viewOf(*o, v));
+            });
+    };
+}
+
+Producer<KVOSmrPtr<IKivoInstanceName>> ObjectManager::enumerateInstanceNames(KVOString const& nameSpace,
+                                                                             KVOString const& className) {
+    std::vector<KVOSmrPtr<IKivoClass>> classes = family(nameSpace, requireClass(nameSpace, className));
+    return [this, nameSpace, classes](Sink<KVOSmrPtr<IKivoInstanceName>> const& out) {
+        bool more = true;
+        for (std::size_t i = 0; more && i < classes.size(); ++i)
+            provider(nameSpace, *classes[i]).enumerate(nameSpace, *classes[i], [&](KVOSmrPtr<IKivoObject> const& o) {
+                return more = out(o->getInstanceName());
+            });
+    };
+}
+
+KVOSmrPtr<IKivoValue> ObjectManager::getProperty(KVOString const& nameSpace,
+                                                 KVOSmrPtr<IKivoInstanceName> const& path,
+                                                 KVOString const& propertyName) {
+    requirePath(path);
+    KVOSmrPtr<IKivoObject> instance = required(findInstance(nameSpace, *path), *path);
+    KVOSmrPtr<IKivoProperty> p = instance->getProperty(propertyName);
+    if (!p) raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, instance->getClassName() + " has no property " + propertyName);
+    return p->getValue();
+}
+
+void ObjectManager::setProperty(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path,
+                                KVOString const& propertyName, KVOSmrPtr<IKivoValue> const& value) {
+    requirePath(path);
+    KVOSmrPtr<IKivoObject> instance = required(findInstance(nameSpace, *path), *path);
+    KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, instance->getClassName());
+    if (!cls->getProperty(propertyName))
+        raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, cls->getName() + " has no property " + propertyName);
+    if (instance->getInstanceName()->getKey(propertyName))
+        raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + propertyName + " cannot be set");
+    PropertyValues values = valuesOf(*instance);
+    values.emplace_back(propertyName, value);
+    provider(nameSpace, *cls).modify(nameSpace, *cls, buildInstance(nameSpace, *cls, values));
+}
+
+KVOSmrPtr<IKivoInstanceName> ObjectManager::createInstance(KVOString const& nameSpace,
+                                                           KVOSmrPtr<IKivoObject> const& instance) {
+    requireNamespace(nameSpace);
+    if (!instance) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no instance given");
+    KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, instance->getClassName());
+    KVOSmrPtr<IKivoQualifier> abstract = cls->getQualifier("Abstract");
+    if (abstract && abstract->getValue() && abstract->getValue()->getBoolean())
+        raise(CIM_ERR_INVALID_PARAMETER, kWhere, "class " + cls->getName() + " is abstract");
+    KVOSmrPtr<IKivoObject> complete = buildInstance(nameSpace, *cls, valuesOf(*instance));
+    provider(nameSpace, *cls).create(nameSpace, *cls, complete);
+    return complete->getInstanceName();
+}
+
+void ObjectManager::modifyInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path,
+                                   KVOSmrPtr<IKivoObject> const& instance,
+                                   KVOSmrPtr<KVOValSlist<KVOString>> const& propertyList) {
+    requireNamespace(nameSpace);
+    if (!instance) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no modified instance given");
+    KVOSmrPtr<IKivoInstanceName> target = path ? path : instance->getInstanceName();
+    requirePath(target);
+    KVOSmrPtr<IKivoObject> existing = required(findInstance(nameSpace, *target), *target);
+    KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, existing->getClassName());
+    KVOSmrPtr<IKivoInstanceName> const existingPath = existing->getInstanceName();
+    PropertyValues values = valuesOf(*existing);
+    auto change = [&](KVOString const& name, KVOSmrPtr<IKivoValue> const& value) {
+        if (!cls->getProperty(name)) raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, cls->getName() + " has no property " + name);
+        if (!existingPath->getKey(name)) values.emplace_back(name, value);  // keys keep their values
+    };
+    for (KVOSmrPtr<IKivoProperty> const& p : instance->getProperties())
+        if (listed(propertyList, p->getName())) change(p->getName(), p->getValue());
+    if (propertyList)
+        for (KVOString const& name : *propertyList)
+            if (!instance->getProperty(name)) change(name, nullptr);
+    provider(nameSpace, *cls).modify(nameSpace, *cls, buildInstance(nameSpace, *cls, values));
+}
+
+void ObjectManager::deleteInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path) {
+    requirePath(path);
+    KVOSmrPtr<IKivoObject> existing = required(findInstance(nameSpace, *path), *path);
+    KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, existing->getClassName());
+    provider(nameSpace, *cls).remove(nameSpace, *cls, *existing->getInstanceName());
+}
+
+// ---- Associations ----
+
+bool ObjectManager::classLevel(IKivoInstanceName const& objectName, IKivoClass const& cls) {
+    return objectName.getKeys().empty() && !ClassRepository::keyNames(cls).empty();
+}
+
+std::function<void(ObjectManager::StepSink const&)> ObjectManager::walk(KVOString const& nameSpace,
+                                                                        Traversal const& traversal,
+                                                                        bool associatorWalk) const {
+    requireNamespace(nameSpace);
+    if (!traversal.objectName) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no object name given");
+    KVOSmrPtr<IKivoClass> source = _repository.getClass(nameSpace, traversal.objectName->getClassName());
+    if (!source)
+        raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no class " + traversal.objectName->getClassName() + " in " + nameSpace);
+    for (KVOString const* filter : {&traversal.assocClass, &traversal.resultClass})
+        if (!filter->isEmpty() && !_repository.getClass(nameSpace, *filter))
+            raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no class " + *filter + " in " + nameSpace);
+    bool const onClasses = classLevel(*traversal.objectName, *source);
+    return [this, nameSpace, traversal, associatorWalk, source, onClasses](StepSink const& out) {
+        if (onClasses) walkClasses(nameSpace, traversal, associatorWalk, source, out);
+        else walkInstances(nameSpace, traversal, associatorWalk, out);
+    };
+}
+
+namespace {
+
+std::vector<KVOSmrPtr<IKivoProperty>> referencesOf(IKivoClass const& cls) {
+    std::vector<KVOSmrPtr<IKivoProperty>> out;
+    for (KVOSmrPtr<IKivoProperty> const& p : cls.getProperties())
+        if (p->getCIMType() == KVOCIMType::Reference && !p->isArray()) out.push_back(p);
+    return out;
+}
+
+bool passes(KVOString const& filter, KVOString const& name) { return filter.isEmpty() || filter.equalsIgnoreCase(name); }
+
+}  // namespace
+
+void ObjectManager::walkInstances(KVOString const& nameSpace, Traversal const& t, bool associatorWalk,
+                                  StepSink const& out) const {
+    IKivoInstanceName const& from = *t.objectName;
+    auto pointsAtSource = [&](KVOSmrPtr<IKivoInstanceName> const& ref) {
+        return ref && _repository.isA(nameSpace, ref->getClassName(), from.getClassName()) && sameKeys(*ref, from);
+    };
+    auto referenceIn = [](IKivoObject const& o, KVOString const& name) -> KVOSmrPtr<IKivoInstanceName> {
+        KVOSmrPtr<IKivoProperty> p = o.getProperty(name);
+        KVOSmrPtr<IKivoValue> v = p ? p->getValue() : nullptr;
+        return v ? v->getReference() : nullptr;
+    };
+    bool more = true;
+    for (KVOSmrPtr<IKivoClass> const& assoc : _repository.associations(nameSpace)) {
+        if (!more) return;
+        if (!t.assocClass.isEmpty() && !_repository.isA(nameSpace, assoc->getName(), t.assocClass)) continue;
+        if (!associatorWalk && !t.resultClass.isEmpty() && !_repository.isA(nameSpace, assoc->getName(), t.resultClass))
+            continue;
+        std::vector<KVOSmrPtr<IKivoProperty>> const refs = referencesOf(*assoc);
+        provider(nameSpace, *assoc).enumerate(nameSpace, *assoc, [&](KVOSmrPtr<IKivoObject> const& link) {
+            for (KVOSmrPtr<IKivoProperty> const& role : refs) {
+                if (!passes(t.role, role->getName()) || !pointsAtSource(referenceIn(*link, role->getName()))) continue;
+                if (!associatorWalk) return more = out(Step{link, assoc, nullptr});
+                for (KVOSmrPtr<IKivoProperty> const& other : refs) {
+                    if (other == role || !passes(t.resultRole, other->getName())) continue;
+                    KVOSmrPtr<IKivoInstanceName> target = referenceIn(*link, other->getName());
+                    if (!target) continue;
+                    if (!t.resultClass.isEmpty() && !_repository.isA(nameSpace, target->getClassName(), t.resultClass))
+                        continue;
+                    if (!(more = out(Step{link, assoc, target}))) return false;
+                }
+            }
+            return more;
+        });
+    }
+}
+
+void ObjectManager::walkClasses(KVOString const& nameSpace, Traversal const& t, bool associatorWalk,
+                                KVOSmrPtr<IKivoClass> const& source, StepSink const& out) const {
+    auto related = [&](KVOString const& referenceClass) {
+        return referenceClass.isEmpty() || _repository.isA(nameSpace, source->getName(), referenceClass) ||
+               _repository.isA(nameSpace, referenceClass, source->getName());
+    };
+    for (KVOSmrPtr<IKivoClass> const& assoc : _repository.associations(nameSpace)) {
+        if (!t.assocClass.isEmpty() && !_repository.isA(nameSpace, assoc->getName(), t.assocClass)) continue;
+        if (!associatorWalk && !t.resultClass.isEmpty() && !_repository.isA(nameSpace, assoc->getName(), t.resultClass))
+            continue;
+        std::vector<KVOSmrPtr<IKivoProperty>> const refs = referencesOf(*assoc);
+        for (KVOSmrPtr<IKivoProperty> const& role : refs) {
+            if (!passes(t.role, role->getName()) || !related(role->getReferenceClass())) continue;
+            if (!associatorWalk) {
+                if (!out(Step{nullptr, assoc, nullptr})) return;
+                break;
+            }
+            for (KVOSmrPtr<IKivoProperty> const& other : refs) {
+                KVOString const target = other->getReferenceClass();
+                if (other == role || !passes(t.resultRole, other->getName()) || target.isEmpty()) continue;
+                if (!t.resultClass.isEmpty() && !_repository.isA(nameSpace, target, t.resultClass)) continue;
+                KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(nameSpace, target));
+                if (!out(Step{nullptr, assoc, path})) return;
+            }
+        }
+    }
+}
+
+KVOSmrPtr<IKivoInstanceName> ObjectManager::namedPath(KVOString const& nameSpace, Step const& step,
+                                                      bool associatorWalk) {
+    if (!associatorWalk)
+        return step.association ? step.association->getInstanceName()
+                                : KVOSmrPtr<IKivoInstanceName>(new CKivoInstanceName(nameSpace, step.associationClass->getName()));
+    if (!step.association) return step.target;
+    KVOSmrPtr<IKivoObject> target = findInstance(nameSpace, *step.target);
+    return target ? target->getInstanceName() : nullptr;
+}
+
+Producer<KVOSmrPtr<IKivoValue>> ObjectManager::associators(KVOString const& nameSpace, Traversal const& traversal,
+                                                           InstanceView const& view) {
+    auto steps = walk(nameSpace, traversal, true);
+    return [this, nameSpace, steps, view](Sink<KVOSmrPtr<IKivoValue>> const& out) {
+        std::vector<KVOSmrPtr<IKivoInstanceName>> seen;
+        steps([&](Step const& step) {
+            if (!step.association) {
+                KVOSmrPtr<IKivoClass> cls = _repository.getClass(nameSpace, step.target->getClassName());
+                ClassView cv{false, false, view.includeClassOrigin, view.propertyList};
+                return !cls || !firstTime(seen, step.target) || out(CKivoValue::makeClass(viewOf(*cls, cv)));
+            }
+            KVOSmrPtr<IKivoObject> target = findInstance(nameSpace, *step.target);
+            if (!target || !firstTime(seen, target->getInstanceName())) return true;
+            return out(CKivoValue::makeInstance(viewOf(*target, view)));
+        });
+    };
+}
+
+Producer<KVOSmrPtr<IKivoInstanceName>> ObjectManager::associatorNames(KVOString const& nameSpace,
+                                                                      Traversal const& traversal) {
+    auto steps = walk(nameSpace, traversal, true);
+    return [this, nameSpace, steps](Sink<KVOSmrPtr<IKivoInstanceName>> const& out) {
+        std::vector<KVOSmrPtr<IKivoInstanceName>> seen;
+        steps([&](Step const& step) {
+            KVOSmrPtr<IKivoInstanceName> path = namedPath(nameSpace, step, true);
+            return !path || !firstTime(seen, path) || out(path);
+        });
+    };
+}
+
+Producer<KVOSmrPtr<IKivoValue>> ObjectManager::references(KVOString const& nameSpace, Traversal const& traversal,
+                                                          InstanceView const& view) {
+    auto steps = walk(nameSpace, traversal, false);
+    return [steps, view](Sink<KVOSmrPtr<IKivoValue>> const& out) {
+        steps([&](Step const& step) {
+            if (!step.association) {
+                ClassView cv{false, false, view.includeClassOrigin, view.propertyList};
+                return out(CKivoValue::makeClass(viewOf(*step.associationClass, cv)));
+            }
+            return out(CKivoValue::makeInstance(viewOf(*step.association, view)));
+        });
+    };
+}
+
+Producer<KVOSmrPtr<IKivoInstanceName>> ObjectManager::referenceNames(KVOString const& nameSpace,
+                                                                     Traversal const& traversal) {
+    auto steps = walk(nameSpace, traversal, false);
+    return [this, nameSpace, steps](Sink<KVOSmrPtr<IKivoInstanceName>> const& out) {
+        steps([&](Step const& step) { return out(namedPath(nameSpace, step, false)); });
+    };
+}
+
+// ---- Methods ----
+
+MethodResult ObjectManager::invokeMethod(KVOString const& nameSpace, KVOString const& className,
+                                         KVOSmrPtr<IKivoInstanceName> const& path, KVOString const& methodName,
+                                         std::vector<KVOSmrPtr<IKivoActualParameter>> const& in) {
+    MethodCall call;
+    call.nameSpace = nameSpace;
+    call.cls = requireClass(nameSpace, path ? path->getClassName() : className);
+    if (path) {
+        call.instance = required(findInstance(nameSpace, *path), *path);
+        call.cls = requireClass(nameSpace, call.instance->getClassName());
+    }
+    call.method = call.cls->getMethod(methodName);
+    if (!call.method) raise(CIM_ERR_METHOD_NOT_FOUND, kWhere, call.cls->getName() + " has no method " + methodName);
+    for (KVOSmrPtr<IKivoActualParameter> const& arg : in) {
+        KVOSmrPtr<IKivoParameter> decl = call.method->getParameter(arg->getName());
+        if (!decl || !decl->isIn())
+            raise(CIM_ERR_INVALID_PARAMETER, kWhere, methodName + " has no input parameter " + arg->getName());
+        KVOSmrPtr<IKivoValue> v = arg->getValue();
+        try {
+            v = CKivoValue::convert(v, decl->getCIMType());
+        } catch (KivoBaseException const& e) {
+            raise(CIM_ERR_INVALID_PARAMETER, kWhere, "parameter " + arg->getName() + ": " + e.getMessage());
+        }
+        if (v && v->isArray() != decl->isArray())
+            raise(CIM_ERR_INVALID_PARAMETER, kWhere, "parameter " + arg->getName() + " has the wrong array-ness");
+        call.in.emplace_back(decl->getName(), v);
+    }
+    // The implementation registered for the class or its nearest superclass.
+    MethodImpl const* impl = nullptr;
+    for (KVOSmrPtr<IKivoClass> c = call.cls; c && !impl; c = c->getSuperClass()) {
+        auto it = _methods.find(bucket(nameSpace, c->getName()) + "." + nameKey(methodName));
+        if (it != _methods.end()) impl = &it->second;
+    }
+    if (!impl) raise(CIM_ERR_METHOD_NOT_AVAILABLE, kWhere, "no implementation of " + methodName);
+    MethodResult result = (*impl)(*this, call);
+    result.returnValue = CKivoValue::convert(result.returnValue, call.method->getReturnType());
+    for (auto& [name, value] : result.out) {
+        KVOSmrPtr<IKivoParameter> decl = call.method->getParameter(name);
+        if (!decl || !decl->isOut()) raise(CIM_ERR_FAILED, kWhere, methodName + " has no output parameter " + name);
+        name = decl->getName();
+        value = CKivoValue::convert(value, decl->getCIMType());
+    }
+    return result;
+}
+
+}  // namespace kivo::om

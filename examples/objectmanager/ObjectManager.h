@@ -1,0 +1,187 @@
+// The in-memory object manager: CIM operations over a class repository and
+// the instance providers, independent of how requests arrive.
+//
+// Every operation names its namespace and raises its failures as
+// KivoBaseException with the DSP0200 status code (CimStatus.h): an unknown
+// namespace CIM_ERR_INVALID_NAMESPACE, an unknown class CIM_ERR_INVALID_CLASS
+// (CIM_ERR_INVALID_PARAMETER where the class is a parameter of an association
+// traversal), a missing instance CIM_ERR_NOT_FOUND, an unknown property
+// CIM_ERR_NO_SUCH_PROPERTY, an unknown method CIM_ERR_METHOD_NOT_FOUND.
+//
+// Operations with many results are split in two: the call checks the request
+// at once (raising on the caller's thread) and returns a Producer, which does
+// the work when run with a Sink, typically on a worker thread. A producer
+// stops when its sink answers false. Producers refer to this object: it must
+// outlive every producer it returned.
+//
+// Threading: set up (repository, providers, methods) on one thread before
+// use, then any number of threads may call the operations at once; the
+// repository is read-only by then, the store and the providers lock for
+// themselves.
+//
+// Instance lookup is lenient in two ways that clients rely on: a path may name
+// a superclass of the instance's class, and a path that gives only some of
+// the keys names the one instance those keys match.
+#pragma once
+
+#include "objectmanager/ClassRepository.h"
+#include "objectmanager/InstanceProvider.h"
+#include "objectmanager/InstanceStore.h"
+#include "objectmanager/Instances.h"
+
+#include "KivoUtilities/IKivoActualParameter.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kivo::om {
+
+template <class T>
+using Producer = std::function<void(Sink<T> const&)>;
+
+// Which part of a class a response carries.
+struct ClassView {
+    bool localOnly = false;
+    bool includeQualifiers = true;
+    bool includeClassOrigin = false;
+    // Null: every property; otherwise only those named.
+    KVOSmrPtr<KVOValSlist<KVOString>> propertyList;
+};
+
+// The parameters of an association traversal; empty strings are absent
+// filters.
+struct Traversal {
+    KVOSmrPtr<IKivoInstanceName> objectName;
+    KVOString assocClass;
+    KVOString resultClass;
+    KVOString role;
+    KVOString resultRole;
+};
+
+class ObjectManager;
+
+// One call of an extrinsic method, as its implementation sees it.
+struct MethodCall {
+    KVOString nameSpace;
+    KVOSmrPtr<IKivoClass> cls;
+    KVOSmrPtr<IKivoMethod> method;
+    // The instance the method runs on; null for a call on the class.
+    KVOSmrPtr<IKivoObject> instance;
+    // The input parameters given, converted to their declared types.
+    PropertyValues in;
+
+    // The input parameter named `name`, or null when not given.
+    KVOSmrPtr<IKivoValue> arg(KVOString const& name) const;
+};
+
+struct MethodResult {
+    KVOSmrPtr<IKivoValue> returnValue;
+    // Output parameters by name (converted to the declared types by the
+    // object manager).
+    PropertyValues out;
+};
+
+using MethodImpl = std::function<MethodResult(ObjectManager&, MethodCall const&)>;
+
+class ObjectManager {
+public:
+    ObjectManager();
+    ObjectManager(ObjectManager const&) = delete;
+    ObjectManager& operator=(ObjectManager const&) = delete;
+
+    // ---- Set-up ----
+    ClassRepository& repository() { return _repository; }
+    ClassRepository const& repository() const { return _repository; }
+    // The provider of exactly `className` in `nameSpace` (the store when none
+    // is registered).
+    void registerProvider(KVOString const& nameSpace, KVOString const& className,
+                          std::shared_ptr<InstanceProvider> provider);
+    // The implementation of `methodName` for `className` and its subclasses.
+    void registerMethod(KVOString const& nameSpace, KVOString const& className, KVOString const& methodName,
+                        MethodImpl impl);
+
+    // ---- Classes and qualifier declarations ----
+    KVOSmrPtr<IKivoClass> getClass(KVOString const& nameSpace, KVOString const& className, ClassView const& view) const;
+    Producer<KVOSmrPtr<IKivoClass>> enumerateClasses(KVOString const& nameSpace, KVOString const& className, bool deep,
+                                                     ClassView const& view) const;
+    Producer<KVOString> enumerateClassNames(KVOString const& nameSpace, KVOString const& className, bool deep) const;
+    std::vector<qora::IQualifierDef const*> enumerateQualifiers(KVOString const& nameSpace) const;
+    qora::IQualifierDef const* getQualifier(KVOString const& nameSpace, KVOString const& name) const;
+
+    // ---- Instances ----
+    KVOSmrPtr<IKivoObject> getInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path,
+                                       InstanceView const& view);
+    // DeepInheritance false limits the properties to those of `className`.
+    Producer<KVOSmrPtr<IKivoObject>> enumerateInstances(KVOString const& nameSpace, KVOString const& className,
+                                                        bool deep, InstanceView const& view);
+    Producer<KVOSmrPtr<IKivoInstanceName>> enumerateInstanceNames(KVOString const& nameSpace,
+                                                                  KVOString const& className);
+    KVOSmrPtr<IKivoValue> getProperty(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path,
+                                      KVOString const& propertyName);
+    void setProperty(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path,
+                     KVOString const& propertyName, KVOSmrPtr<IKivoValue> const& value);
+    // The path of the new instance.
+    KVOSmrPtr<IKivoInstanceName> createInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoObject> const& instance);
+    // `path` may be null: the instance's own path is used.
+    void modifyInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path,
+                        KVOSmrPtr<IKivoObject> const& instance, KVOSmrPtr<KVOValSlist<KVOString>> const& propertyList);
+    void deleteInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path);
+
+    // ---- Associations ----
+    // A traversal from a path without keys, of a class that has keys, works on
+    // classes: results are classes (class values) and class paths.
+    Producer<KVOSmrPtr<IKivoValue>> associators(KVOString const& nameSpace, Traversal const& traversal,
+                                                InstanceView const& view);
+    Producer<KVOSmrPtr<IKivoInstanceName>> associatorNames(KVOString const& nameSpace, Traversal const& traversal);
+    // ResultClass filters the association classes.
+    Producer<KVOSmrPtr<IKivoValue>> references(KVOString const& nameSpace, Traversal const& traversal,
+                                               InstanceView const& view);
+    Producer<KVOSmrPtr<IKivoInstanceName>> referenceNames(KVOString const& nameSpace, Traversal const& traversal);
+
+    // ---- Methods ----
+    // `path` null: the method is called on `className`.
+    MethodResult invokeMethod(KVOString const& nameSpace, KVOString const& className,
+                              KVOSmrPtr<IKivoInstanceName> const& path, KVOString const& methodName,
+                              std::vector<KVOSmrPtr<IKivoActualParameter>> const& in);
+
+    // The instance a path names, or null (see the lookup rules above).
+    KVOSmrPtr<IKivoObject> findInstance(KVOString const& nameSpace, IKivoInstanceName const& path);
+
+private:
+    // One association step: the association instance (or class), the
+    // reference property that points at the source, and for associator walks
+    // the reference the walk arrives at. Answers false to stop.
+    struct Step {
+        KVOSmrPtr<IKivoObject> association;     // null on classes
+        KVOSmrPtr<IKivoClass> associationClass;
+        KVOSmrPtr<IKivoInstanceName> target;    // null for references walks
+    };
+    using StepSink = std::function<bool(Step const&)>;
+
+    void requireNamespace(KVOString const& nameSpace) const;
+    KVOSmrPtr<IKivoClass> requireClass(KVOString const& nameSpace, KVOString const& className) const;
+    InstanceProvider& provider(KVOString const& nameSpace, IKivoClass const& cls) const;
+    // The class and its subclasses, every level.
+    std::vector<KVOSmrPtr<IKivoClass>> family(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls) const;
+    // Checks the traversal and returns the producer of its steps.
+    std::function<void(StepSink const&)> walk(KVOString const& nameSpace, Traversal const& traversal,
+                                              bool associatorWalk) const;
+    void walkInstances(KVOString const& nameSpace, Traversal const& t, bool associatorWalk, StepSink const& out) const;
+    void walkClasses(KVOString const& nameSpace, Traversal const& t, bool associatorWalk,
+                     KVOSmrPtr<IKivoClass> const& source, StepSink const& out) const;
+    static bool classLevel(IKivoInstanceName const& objectName, IKivoClass const& cls);
+    KVOSmrPtr<IKivoInstanceName> namedPath(KVOString const& nameSpace, Step const& step, bool associatorWalk);
+
+    ClassRepository _repository;
+    std::shared_ptr<InstanceStore> _store;
+    std::map<std::string, std::shared_ptr<InstanceProvider>> _providers;  // "namespace:class" -> provider
+    std::map<std::string, MethodImpl> _methods;                           // "namespace:class.method" -> impl
+};
+
+// The class as the view shows it.
+KVOSmrPtr<IKivoClass> viewOf(IKivoClass const& cls, ClassView const& view);
+
+}  // namespace kivo::om

@@ -1,0 +1,284 @@
+#include "objectmanager/OperationHandler.h"
+
+#include "objectmanager/CimStatus.h"
+
+#include "Cimom/ProtocolAdapter/CloseEnumerationOperation.h"
+#include "Cimom/ProtocolAdapter/ExecQueryOperation.h"
+#include "Cimom/ProtocolAdapter/KivoAssociatorNamesOperation.h"
+#include "Cimom/ProtocolAdapter/KivoAssociatorsOperation.h"
+#include "Cimom/ProtocolAdapter/KivoCreateInstanceOperation.h"
+#include "Cimom/ProtocolAdapter/KivoDeleteInstanceOperation.h"
+#include "Cimom/ProtocolAdapter/KivoEnumerateClassNamesOperation.h"
+#include "Cimom/ProtocolAdapter/KivoEnumerateClassesOperation.h"
+#include "Cimom/ProtocolAdapter/KivoEnumerateInstanceNamesOperation.h"
+#include "Cimom/ProtocolAdapter/KivoEnumerateInstancesOperation.h"
+#include "Cimom/ProtocolAdapter/KivoEnumerateQualifiersOperation.h"
+#include "Cimom/ProtocolAdapter/KivoGetClassOperation.h"
+#include "Cimom/ProtocolAdapter/KivoGetInstanceOperation.h"
+#include "Cimom/ProtocolAdapter/KivoGetPropertyOperation.h"
+#include "Cimom/ProtocolAdapter/KivoGetQualifierOperation.h"
+#include "Cimom/ProtocolAdapter/KivoIndicationSubOperation.h"
+#include "Cimom/ProtocolAdapter/KivoInvokeMethodOperation.h"
+#include "Cimom/ProtocolAdapter/KivoModifyInstanceOperation.h"
+#include "Cimom/ProtocolAdapter/KivoReferenceNamesOperation.h"
+#include "Cimom/ProtocolAdapter/KivoReferencesOperation.h"
+#include "Cimom/ProtocolAdapter/KivoSetPropertyOperation.h"
+#include "Cimom/ProtocolAdapter/OpenAssociatorInstancePathsOperation.h"
+#include "Cimom/ProtocolAdapter/OpenAssociatorInstancesOperation.h"
+#include "Cimom/ProtocolAdapter/OpenEnumerateInstancePathsOperation.h"
+#include "Cimom/ProtocolAdapter/OpenEnumerateInstancesOperation.h"
+#include "Cimom/ProtocolAdapter/OpenQueryInstancesOperation.h"
+#include "Cimom/ProtocolAdapter/OpenReferenceInstancePathsOperation.h"
+#include "Cimom/ProtocolAdapter/OpenReferenceInstancesOperation.h"
+#include "Cimom/ProtocolAdapter/PullInstancePathsOperation.h"
+#include "Cimom/ProtocolAdapter/PullInstancesOperation.h"
+#include "Cimom/ProtocolAdapter/PullInstancesWithPathOperation.h"
+
+namespace kivo::om {
+
+OperationHandler::~OperationHandler() {
+    releaseProducers();
+    _workers.waitIdle();
+}
+
+void OperationHandler::releaseProducers() {
+    std::list<KVOSmrPtr<IKivoOperation>> running;
+    {
+        std::lock_guard guard(_lock);
+        running = _streaming;
+    }
+    for (KVOSmrPtr<IKivoOperation> const& op : running) op->signalProcessCompletion();
+}
+
+template <class T, class Op>
+void OperationHandler::stream(KVOSmrPtr<Op> const& op, Producer<T> produce) {
+    KVOSmrPtr<qora::IMultiResponse<T>> writer = op->getResponse();
+    op->allowComplete();
+    std::list<KVOSmrPtr<IKivoOperation>>::iterator tracked;
+    {
+        std::lock_guard guard(_lock);
+        tracked = _streaming.insert(_streaming.end(), op);
+    }
+    auto untrack = [this, tracked] {
+        std::lock_guard guard(_lock);
+        _streaming.erase(tracked);
+    };
+    try {
+        _workers.run([writer, produce = std::move(produce), untrack] {
+            try {
+                produce([&](T const& result) { return writer->add(result, false); });
+            } catch (KivoBaseException const& e) {
+                writer->setErrorCode(e.getCode() != 0 ? e.getCode() : CIM_ERR_FAILED);
+            } catch (...) {
+                writer->setErrorCode(CIM_ERR_FAILED);
+            }
+            writer->Close();
+            untrack();
+        });
+    } catch (...) {
+        // No thread: the stream still ends, failed.
+        writer->setErrorCode(CIM_ERR_FAILED);
+        writer->Close();
+        untrack();
+        throw;
+    }
+}
+
+template <class Op, class Body>
+void OperationHandler::answer(KVOSmrPtr<Op> const& op, Body body) {
+    try {
+        body();
+    } catch (KivoBaseException const& e) {
+        op->setErrorContext(e);
+        throw;
+    }
+}
+
+template <class Op>
+void OperationHandler::notSupported(KVOSmrPtr<Op> const& op) {
+    op->setErrorCode(CIM_ERR_NOT_SUPPORTED);
+}
+
+namespace {
+
+template <class Op>
+InstanceView instanceView(KVOSmrPtr<Op> const& op) {
+    InstanceView view;
+    view.includeClassOrigin = op->getClassOrigin();
+    view.propertyList = op->getPropertyList();
+    return view;
+}
+
+}  // namespace
+
+void OperationHandler::handleGetClass(KVOSmrPtr<IKivoGetClassOperation> const& op) {
+    answer(op, [&] {
+        ClassView view{op->getLocalOnly(), op->getIncludeQualifiers(), op->getClassOrigin(), op->getPropertyList()};
+        op->setClass(_om.getClass(op->getNameSpace(), op->getClassName(), view));
+    });
+}
+
+void OperationHandler::handleEnumerateClasses(KVOSmrPtr<IKivoEnumerateClassesOperation> const& op) {
+    answer(op, [&] {
+        ClassView view{op->getLocalOnly(), op->getIncludeQualifiers(), op->getClassOrigin(), nullptr};
+        stream(op, _om.enumerateClasses(op->getNameSpace(), op->getClassName(), op->getDeepInheritance(), view));
+    });
+}
+
+void OperationHandler::handleEnumerateClassNames(KVOSmrPtr<IKivoEnumerateClassNamesOperation> const& op) {
+    answer(op, [&] {
+        stream(op, _om.enumerateClassNames(op->getNameSpace(), op->getClassName(), op->getDeepInheritance()));
+    });
+}
+
+void OperationHandler::handleGetInstance(KVOSmrPtr<IKivoGetInstanceOperation> const& op) {
+    answer(op, [&] {
+        op->setInstance(_om.getInstance(op->getNameSpace(), op->getName(), instanceView(op)));
+    });
+}
+
+void OperationHandler::handleEnumerateInstances(KVOSmrPtr<IKivoEnumerateInstancesOperation> const& op) {
+    answer(op, [&] {
+        stream(op, _om.enumerateInstances(op->getNameSpace(), op->getClassName(), op->getDeepInheritance(),
+                                          instanceView(op)));
+    });
+}
+
+void OperationHandler::handleEnumerateInstanceNames(KVOSmrPtr<IKivoEnumerateInstanceNamesOperation> const& op) {
+    answer(op, [&] {
+        stream(op, _om.enumerateInstanceNames(op->getNameSpace(), op->getClassName()));
+    });
+}
+
+void OperationHandler::handleGetProperty(KVOSmrPtr<IKivoGetPropertyOperation> const& op) {
+    answer(op, [&] {
+        op->setPropertyValue(_om.getProperty(op->getNameSpace(), op->getInstanceName(), op->getPropertyName()));
+    });
+}
+
+void OperationHandler::handleSetProperty(KVOSmrPtr<IKivoSetPropertyOperation> const& op) {
+    answer(op, [&] {
+        _om.setProperty(op->getNameSpace(), op->getInstanceName(), op->getPropertyName(), op->getPropertyValue());
+    });
+}
+
+void OperationHandler::handleCreateInstance(KVOSmrPtr<IKivoCreateInstanceOperation> const& op) {
+    answer(op, [&] {
+        op->setInstanceName(_om.createInstance(op->getNameSpace(), op->getInstance()));
+    });
+}
+
+void OperationHandler::handleModifyInstance(KVOSmrPtr<IKivoModifyInstanceOperation> const& op) {
+    answer(op, [&] {
+        _om.modifyInstance(op->getNameSpace(), op->getInstanceName(), op->getInstance(), op->getPropertyList());
+    });
+}
+
+void OperationHandler::handleDeleteInstance(KVOSmrPtr<IKivoDeleteInstanceOperation> const& op) {
+    answer(op, [&] {
+        _om.deleteInstance(op->getNameSpace(), op->getInstanceName());
+    });
+}
+
+namespace {
+
+Traversal associatorTraversal(IKivoAssociators const& op) {
+    return Traversal{op.getSourceInstance(), op.getAssociationClass(), op.getResultClass(), op.getRole(),
+                     op.getResultRole()};
+}
+
+Traversal referenceTraversal(IKivoReferences& op) {
+    return Traversal{op.getSourceInstance(), KVOString(), op.getResultClass(), op.getRole(), KVOString()};
+}
+
+}  // namespace
+
+void OperationHandler::handleAssociators(KVOSmrPtr<IKivoAssociatorsOperation> const& op) {
+    answer(op, [&] {
+        stream(op, _om.associators(op->getNameSpace(), associatorTraversal(*op), instanceView(op)));
+    });
+}
+
+void OperationHandler::handleAssociatorNames(KVOSmrPtr<IKivoAssociatorNamesOperation> const& op) {
+    answer(op, [&] {
+        stream(op, _om.associatorNames(op->getNameSpace(), associatorTraversal(*op)));
+    });
+}
+
+void OperationHandler::handleReferences(KVOSmrPtr<IKivoReferencesOperation> const& op) {
+    answer(op, [&] {
+        stream(op, _om.references(op->getNameSpace(), referenceTraversal(*op), instanceView(op)));
+    });
+}
+
+void OperationHandler::handleReferenceNames(KVOSmrPtr<IKivoReferenceNamesOperation> const& op) {
+    answer(op, [&] {
+        stream(op, _om.referenceNames(op->getNameSpace(), referenceTraversal(*op)));
+    });
+}
+
+void OperationHandler::handleEnumerateQualifiers(KVOSmrPtr<IKivoEnumerateQualifiersOperation> const& op) {
+    answer(op, [&] {
+        std::vector<qora::IQualifierDef const*> const decls = _om.enumerateQualifiers(op->getNameSpace());
+        KVOSmrPtr<IKivoEnumerateQualifiersOperation::QualifierList> list(
+            new IKivoEnumerateQualifiersOperation::QualifierList(decls.begin(), decls.end()));
+        op->setQualifierList(list);
+    });
+}
+
+void OperationHandler::handleGetQualifier(KVOSmrPtr<IKivoGetQualifierOperation> const& op) {
+    answer(op, [&] {
+        op->setQualifierDef(_om.getQualifier(op->getNameSpace(), op->getQualifierName()));
+    });
+}
+
+void OperationHandler::handleInvokeMethod(KVOSmrPtr<IKivoInvokeMethodOperation> const& op) {
+    answer(op, [&] {
+        std::vector<KVOSmrPtr<IKivoActualParameter>> in;
+        if (auto given = op->getInputParameters())
+            for (KVOSmrPtr<IKivoActualParameter> const& p : *given) in.push_back(p);
+        MethodResult result =
+            _om.invokeMethod(op->getNameSpace(), op->getClassName(), op->getInstanceName(), op->getMethodName(), in);
+        KVOSmrPtr<KVOValSlist<KVOSmrPtr<IKivoActualParameter>>> out(new KVOValSlist<KVOSmrPtr<IKivoActualParameter>>);
+        for (auto const& [name, value] : result.out)
+            out->append(KVOSmrPtr<IKivoActualParameter>(new CKivoActualParameter(name, value)));
+        op->setOutputParameters(out);
+        op->setReturn(result.returnValue);
+    });
+}
+
+void OperationHandler::handleIndicationSubscription(KVOSmrPtr<IKivoIndicationSubOperation> const& op) {
+    notSupported(op);
+}
+
+// Pulled enumerations and ExecQuery: not offered (yet); clients fall back.
+void OperationHandler::handleOpenEnumerateInstances(KVOSmrPtr<IOpenEnumerateInstancesOperation> const& op) {
+    notSupported(op);
+}
+void OperationHandler::handlePullInstancesWithPath(KVOSmrPtr<IPullInstancesWithPathOperation> const& op) {
+    notSupported(op);
+}
+void OperationHandler::handleCloseEnumeration(KVOSmrPtr<ICloseEnumerationOperation> const& op) { notSupported(op); }
+void OperationHandler::handleOpenEnumerateInstancePaths(KVOSmrPtr<IOpenEnumerateInstancePathsOperation> const& op) {
+    notSupported(op);
+}
+void OperationHandler::handleOpenReferenceInstances(KVOSmrPtr<IOpenReferenceInstancesOperation> const& op) {
+    notSupported(op);
+}
+void OperationHandler::handleOpenReferenceInstancePaths(KVOSmrPtr<IOpenReferenceInstancePathsOperation> const& op) {
+    notSupported(op);
+}
+void OperationHandler::handleOpenAssociatorInstancePaths(KVOSmrPtr<IOpenAssociatorInstancePathsOperation> const& op) {
+    notSupported(op);
+}
+void OperationHandler::handleOpenAssociatorInstances(KVOSmrPtr<IOpenAssociatorInstancesOperation> const& op) {
+    notSupported(op);
+}
+void OperationHandler::handlePullInstancePaths(KVOSmrPtr<IPullInstancePathsOperation> const& op) { notSupported(op); }
+void OperationHandler::handlePullInstances(KVOSmrPtr<IPullInstancesOperation> const& op) { notSupported(op); }
+void OperationHandler::handleExecQuery(KVOSmrPtr<IExecQueryOperation> const& op) { notSupported(op); }
+void OperationHandler::handleOpenQueryInstances(KVOSmrPtr<IOpenQueryInstancesOperation> const& op) {
+    notSupported(op);
+}
+
+}  // namespace kivo::om
