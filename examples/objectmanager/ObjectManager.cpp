@@ -142,7 +142,7 @@ qora::IQualifierDef const* ObjectManager::getQualifier(KVOString const& nameSpac
 
 // ---- Instances ----
 
-KVOSmrPtr<IKivoObject> ObjectManager::findInstance(KVOString const& nameSpace, IKivoInstanceName const& path) {
+KVOSmrPtr<IKivoObject> ObjectManager::findInstance(KVOString const& nameSpace, IKivoInstanceName const& path) const {
     std::vector<KVOSmrPtr<IKivoClass>> const classes = family(nameSpace, requireClass(nameSpace, path.getClassName()));
     for (KVOSmrPtr<IKivoClass> const& c : classes)
         if (KVOSmrPtr<IKivoObject> found = provider(nameSpace, *c).get(nameSpace, *c, path)) return found;
@@ -296,8 +296,12 @@ std::function<void(ObjectManager::StepSink const&)> ObjectManager::walk(KVOStrin
             raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no class " + *filter + " in " + nameSpace);
     bool const onClasses = classLevel(*traversal.objectName, *source);
     return [this, nameSpace, traversal, associatorWalk, source, onClasses](StepSink const& out) {
-        if (onClasses) walkClasses(nameSpace, traversal, associatorWalk, source, out);
-        else walkInstances(nameSpace, traversal, associatorWalk, out);
+        if (onClasses) return walkClasses(nameSpace, traversal, associatorWalk, source, out);
+        // The instance's own path, should the given one name a superclass or
+        // only some keys.
+        Traversal t = traversal;
+        if (KVOSmrPtr<IKivoObject> found = findInstance(nameSpace, *t.objectName)) t.objectName = found->getInstanceName();
+        walkInstances(nameSpace, t, associatorWalk, out);
     };
 }
 

@@ -148,7 +148,7 @@ public:
                               std::vector<KVOSmrPtr<IKivoActualParameter>> const& in);
 
     // The instance a path names, or null (see the lookup rules above).
-    KVOSmrPtr<IKivoObject> findInstance(KVOString const& nameSpace, IKivoInstanceName const& path);
+    KVOSmrPtr<IKivoObject> findInstance(KVOString const& nameSpace, IKivoInstanceName const& path) const;
 
 private:
     // One association step: the association instance (or class), the

@@ -478,6 +478,10 @@ TEST_F(ObjectManagerTest, AssociatorNamesFollowAssocClassResultClassRoleAndResul
     std::vector<KVOSmrPtr<IKivoInstanceName>> viaBase =
         traverse(path("KIVO_LogicalDevice", {{"SystemName", "host1"}, {"DeviceID", "eth0"}}), "", "", "", "");
     EXPECT_EQ(viaBase.size(), 1u);
+    // So does a path with only some of the keys.
+    std::vector<KVOSmrPtr<IKivoInstanceName>> fromPartial = traverse(path("Sample_Disk", {{"DeviceID", "d1"}}), "", "", "", "");
+    ASSERT_EQ(fromPartial.size(), 1u);
+    EXPECT_EQ(fromPartial[0]->getClassName(), KVOString("Sample_System"));
 
     auto badFilter = streaming<KivoAssociatorNamesOperationBase>();
     badFilter->setSourceInstance(host());
