@@ -1,7 +1,6 @@
 #include "Cimom/ProtocolAdapter/Common/AdapterUtils.h"
 
 #include "KivoUtilities/CKivoValue.h"
-#include "KivoUtilities/KVOCIMUtils.h"
 
 #include <gtest/gtest.h>
 
@@ -94,14 +93,6 @@ TEST(AdapterUtilsConvert, NullValueRaisesTheNullPointerError) {
     } catch (KVONullPointerException const& e) {
         EXPECT_NE(e.getMessage().str().find("operator->()"), std::string::npos);
     }
-}
-
-TEST(EscapeStrings, StandForTheirCharacters) {
-    EXPECT_EQ(XML_LT, "&lt;");
-    EXPECT_EQ(XML_GT, "&gt;");
-    EXPECT_EQ(XML_QUOTE, "&quot;");
-    EXPECT_EQ(HTML_LINE_FEED, "&#10;");
-    EXPECT_EQ(HTML_SPACE, "&#32;");
 }
 
 }  // namespace
