@@ -18,6 +18,7 @@
 #include "KivoUtilities/IKivoProperty.h"
 #include "KivoUtilities/IKivoQualifier.h"
 #include "KivoUtilities/Iterator.h"
+#include "KivoUtilities/KVOCIMNamed.h"
 #include "KivoUtilities/KVOSmrPtr.h"
 #include "KivoUtilities/KVOString.h"
 
@@ -50,24 +51,14 @@ public:
     // Lookups among the carried members by name, without regard to ASCII
     // case; null when absent.
     KVOSmrPtr<IKivoProperty> getProperty(KVOString const& name) const {
-        for (KVOSmrPtr<IKivoProperty> const& p : getProperties())
-            if (p->getName().equalsIgnoreCase(name)) return p;
-        return nullptr;
+        return KVOFindNamed(getProperties(), name);
     }
     KVOSmrPtr<IKivoMethod> getMethod(KVOString const& name) const {
-        for (KVOSmrPtr<IKivoMethod> const& m : getMethods())
-            if (m->getName().equalsIgnoreCase(name)) return m;
-        return nullptr;
+        return KVOFindNamed(getMethods(), name);
     }
     KVOSmrPtr<IKivoQualifier> getQualifier(KVOString const& name) const {
-        for (KVOSmrPtr<IKivoQualifier> const& q : getQualifiers())
-            if (q->getName().equalsIgnoreCase(name)) return q;
-        return nullptr;
+        return KVOFindNamed(getQualifiers(), name);
     }
     // Whether the class carries the Association qualifier with a true value.
-    bool isAssociation() const {
-        KVOSmrPtr<IKivoQualifier> q = getQualifier("Association");
-        KVOSmrPtr<IKivoValue> v = q ? q->getValue() : nullptr;
-        return v && v->getBoolean();
-    }
+    bool isAssociation() const { return KVOQualifierFlag(getQualifier("Association")); }
 };

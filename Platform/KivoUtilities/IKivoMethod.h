@@ -5,6 +5,7 @@
 
 #include "KivoUtilities/IKivoParameter.h"
 #include "KivoUtilities/IKivoQualifier.h"
+#include "KivoUtilities/KVOCIMNamed.h"
 #include "KivoUtilities/KVOCIMType.h"
 #include "KivoUtilities/KVOSmrPtr.h"
 #include "KivoUtilities/KVOString.h"
@@ -26,14 +27,10 @@ public:
 
     // The parameter named `name` (without regard to ASCII case), or null.
     KVOSmrPtr<IKivoParameter> getParameter(KVOString const& name) const {
-        for (KVOSmrPtr<IKivoParameter> const& p : getParameters())
-            if (p->getName().equalsIgnoreCase(name)) return p;
-        return nullptr;
+        return KVOFindNamed(getParameters(), name);
     }
     // The qualifier named `name` (without regard to ASCII case), or null.
     KVOSmrPtr<IKivoQualifier> getQualifier(KVOString const& name) const {
-        for (KVOSmrPtr<IKivoQualifier> const& q : getQualifiers())
-            if (q->getName().equalsIgnoreCase(name)) return q;
-        return nullptr;
+        return KVOFindNamed(getQualifiers(), name);
     }
 };

@@ -4,6 +4,7 @@
 
 #include "KivoUtilities/IKivoInstanceName.h"
 #include "KivoUtilities/IKivoProperty.h"
+#include "KivoUtilities/KVOCIMNamed.h"
 #include "KivoUtilities/KVOSmrPtr.h"
 #include "KivoUtilities/KVOValSlist.h"
 
@@ -17,8 +18,6 @@ public:
 
     // The property named `name` (without regard to ASCII case), or null.
     KVOSmrPtr<IKivoProperty> getProperty(KVOString const& name) const {
-        for (KVOSmrPtr<IKivoProperty> const& p : getProperties())
-            if (p->getName().equalsIgnoreCase(name)) return p;
-        return nullptr;
+        return KVOFindNamed(getProperties(), name);
     }
 };

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "KivoUtilities/IKivoQualifier.h"
+#include "KivoUtilities/KVOCIMNamed.h"
 #include "KivoUtilities/KVOCIMType.h"
 #include "KivoUtilities/KVOSmrPtr.h"
 #include "KivoUtilities/KVOString.h"
@@ -23,19 +24,10 @@ public:
 
     // The qualifier named `name` (without regard to ASCII case), or null.
     KVOSmrPtr<IKivoQualifier> getQualifier(KVOString const& name) const {
-        for (KVOSmrPtr<IKivoQualifier> const& q : getQualifiers())
-            if (q->getName().equalsIgnoreCase(name)) return q;
-        return nullptr;
+        return KVOFindNamed(getQualifiers(), name);
     }
     // Whether values pass into the method (the IN qualifier, true when
     // absent) and out of it (the OUT qualifier, false when absent).
-    bool isIn() const { return flag("IN", true); }
-    bool isOut() const { return flag("OUT", false); }
-
-private:
-    bool flag(char const* name, bool absent) const {
-        KVOSmrPtr<IKivoQualifier> q = getQualifier(name);
-        KVOSmrPtr<IKivoValue> v = q ? q->getValue() : nullptr;
-        return v ? v->getBoolean() : absent;
-    }
+    bool isIn() const { return KVOQualifierFlag(getQualifier("IN"), true); }
+    bool isOut() const { return KVOQualifierFlag(getQualifier("OUT"), false); }
 };

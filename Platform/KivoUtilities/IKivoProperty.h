@@ -10,6 +10,7 @@
 
 #include "KivoUtilities/IKivoQualifier.h"
 #include "KivoUtilities/IKivoValue.h"
+#include "KivoUtilities/KVOCIMNamed.h"
 #include "KivoUtilities/KVOCIMType.h"
 #include "KivoUtilities/KVOSmrPtr.h"
 
@@ -41,8 +42,6 @@ public:
 
     // The qualifier named `name` (without regard to ASCII case), or null.
     KVOSmrPtr<IKivoQualifier> getQualifier(KVOString const& name) const {
-        for (KVOSmrPtr<IKivoQualifier> const& q : getQualifiers())
-            if (q->getName().equalsIgnoreCase(name)) return q;
-        return nullptr;
+        return KVOFindNamed(getQualifiers(), name);
     }
 };

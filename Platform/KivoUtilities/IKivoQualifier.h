@@ -34,3 +34,10 @@ public:
     // from the same element of a superclass.
     virtual bool isPropagated() const = 0;
 };
+
+// The truth of a boolean qualifier; `absent` when there is no qualifier or it
+// has no value.
+inline bool KVOQualifierFlag(KVOSmrPtr<IKivoQualifier> const& qualifier, bool absent = false) {
+    KVOSmrPtr<IKivoValue> v = qualifier ? qualifier->getValue() : nullptr;
+    return v ? v->getBoolean() : absent;
+}

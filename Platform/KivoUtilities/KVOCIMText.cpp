@@ -19,27 +19,23 @@ std::string trimmed(KVOString const& text) {
     return s.substr(b, e - b);
 }
 
-// Splits "[+-][0x]digits" into sign, base and digits; false when malformed.
-bool splitInteger(std::string const& s, bool& negative, int& base, std::string& digits) {
+// Reads "[+-][0x]digits" (blanks around allowed) into a sign and a
+// magnitude; false when malformed or beyond 64 bits.
+bool readInteger(KVOString const& text, bool& negative, std::uint64_t& magnitude) {
+    std::string const s = trimmed(text);
     std::size_t i = 0;
     negative = false;
     if (i < s.size() && (s[i] == '+' || s[i] == '-')) negative = s[i++] == '-';
-    base = 10;
+    int base = 10;
     if (i + 1 < s.size() && s[i] == '0' && (s[i + 1] == 'x' || s[i + 1] == 'X')) {
         base = 16;
         i += 2;
     }
-    digits = s.substr(i);
-    if (digits.empty()) return false;
-    for (char c : digits)
-        if (!(base == 16 ? std::isxdigit(static_cast<unsigned char>(c)) : std::isdigit(static_cast<unsigned char>(c))))
-            return false;
-    return true;
-}
-
-bool magnitude(std::string const& digits, int base, std::uint64_t& value) {
-    auto [end, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
-    return ec == std::errc() && end == digits.data() + digits.size();
+    char const* const first = s.data() + i;
+    char const* const last = s.data() + s.size();
+    if (first == last || *first == '+' || *first == '-') return false;
+    auto [end, ec] = std::from_chars(first, last, magnitude, base);
+    return ec == std::errc() && end == last;
 }
 
 }  // namespace
@@ -54,21 +50,16 @@ bool KVOCIMText::parseBoolean(KVOString const& text, bool& value) {
 
 bool KVOCIMText::parseUnsigned(KVOString const& text, std::uint64_t& value) {
     bool negative = false;
-    int base = 10;
-    std::string digits;
     std::uint64_t v = 0;
-    if (!splitInteger(trimmed(text), negative, base, digits) || !magnitude(digits, base, v)) return false;
-    if (negative && v != 0) return false;
+    if (!readInteger(text, negative, v) || (negative && v != 0)) return false;
     value = v;
     return true;
 }
 
 bool KVOCIMText::parseSigned(KVOString const& text, std::int64_t& value) {
     bool negative = false;
-    int base = 10;
-    std::string digits;
     std::uint64_t v = 0;
-    if (!splitInteger(trimmed(text), negative, base, digits) || !magnitude(digits, base, v)) return false;
+    if (!readInteger(text, negative, v)) return false;
     std::uint64_t const limit = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) + (negative ? 1 : 0);
     if (v > limit) return false;
     value = negative ? static_cast<std::int64_t>(0 - v) : static_cast<std::int64_t>(v);

@@ -4,30 +4,52 @@
 
 namespace {
 
-struct TypeName {
+// One row per type: its name and, for integers, its range.
+struct TypeInfo {
     KVOCIMType type;
     char const* name;
+    std::int64_t minSigned;
+    std::uint64_t max;
 };
 
-constexpr TypeName kNames[] = {
-    {KVOCIMType::String, "string"},     {KVOCIMType::Boolean, "boolean"},   {KVOCIMType::Char16, "char16"},
-    {KVOCIMType::UInt8, "uint8"},       {KVOCIMType::SInt8, "sint8"},       {KVOCIMType::UInt16, "uint16"},
-    {KVOCIMType::SInt16, "sint16"},     {KVOCIMType::UInt32, "uint32"},     {KVOCIMType::SInt32, "sint32"},
-    {KVOCIMType::UInt64, "uint64"},     {KVOCIMType::SInt64, "sint64"},     {KVOCIMType::Real32, "real32"},
-    {KVOCIMType::Real64, "real64"},     {KVOCIMType::DateTime, "datetime"}, {KVOCIMType::Reference, "reference"},
-    {KVOCIMType::Instance, "instance"}, {KVOCIMType::Class, "class"},
+template <class I>
+constexpr TypeInfo integer(KVOCIMType type, char const* name) {
+    return {type, name, static_cast<std::int64_t>(std::numeric_limits<I>::min()),
+            static_cast<std::uint64_t>(std::numeric_limits<I>::max())};
+}
+
+constexpr TypeInfo kTypes[] = {
+    {KVOCIMType::String, "string", 0, 0},
+    {KVOCIMType::Boolean, "boolean", 0, 0},
+    {KVOCIMType::Char16, "char16", 0, 0},
+    integer<std::uint8_t>(KVOCIMType::UInt8, "uint8"),
+    integer<std::int8_t>(KVOCIMType::SInt8, "sint8"),
+    integer<std::uint16_t>(KVOCIMType::UInt16, "uint16"),
+    integer<std::int16_t>(KVOCIMType::SInt16, "sint16"),
+    integer<std::uint32_t>(KVOCIMType::UInt32, "uint32"),
+    integer<std::int32_t>(KVOCIMType::SInt32, "sint32"),
+    integer<std::uint64_t>(KVOCIMType::UInt64, "uint64"),
+    integer<std::int64_t>(KVOCIMType::SInt64, "sint64"),
+    {KVOCIMType::Real32, "real32", 0, 0},
+    {KVOCIMType::Real64, "real64", 0, 0},
+    {KVOCIMType::DateTime, "datetime", 0, 0},
+    {KVOCIMType::Reference, "reference", 0, 0},
+    {KVOCIMType::Instance, "instance", 0, 0},
+    {KVOCIMType::Class, "class", 0, 0},
 };
+
+TypeInfo const& info(KVOCIMType type) {
+    for (TypeInfo const& t : kTypes)
+        if (t.type == type) return t;
+    return kTypes[0];
+}
 
 }  // namespace
 
-KVOString KVOCIMTypes::name(KVOCIMType type) {
-    for (TypeName const& t : kNames)
-        if (t.type == type) return t.name;
-    return "string";
-}
+KVOString KVOCIMTypes::name(KVOCIMType type) { return info(type).name; }
 
 bool KVOCIMTypes::fromName(KVOString const& name, KVOCIMType& type) {
-    for (TypeName const& t : kNames) {
+    for (TypeInfo const& t : kTypes) {
         if (name.equalsIgnoreCase(t.name)) {
             type = t.type;
             return true;
@@ -50,32 +72,10 @@ bool KVOCIMTypes::isText(KVOCIMType type) {
     return type == KVOCIMType::String || type == KVOCIMType::Char16 || type == KVOCIMType::DateTime;
 }
 
-std::uint64_t KVOCIMTypes::maxUnsigned(KVOCIMType type) {
-    switch (type) {
-        case KVOCIMType::UInt8: return std::numeric_limits<std::uint8_t>::max();
-        case KVOCIMType::UInt16: return std::numeric_limits<std::uint16_t>::max();
-        case KVOCIMType::UInt32: return std::numeric_limits<std::uint32_t>::max();
-        case KVOCIMType::UInt64: return std::numeric_limits<std::uint64_t>::max();
-        default: return 0;
-    }
-}
+std::uint64_t KVOCIMTypes::maxUnsigned(KVOCIMType type) { return isUnsigned(type) ? info(type).max : 0; }
 
-std::int64_t KVOCIMTypes::minSigned(KVOCIMType type) {
-    switch (type) {
-        case KVOCIMType::SInt8: return std::numeric_limits<std::int8_t>::min();
-        case KVOCIMType::SInt16: return std::numeric_limits<std::int16_t>::min();
-        case KVOCIMType::SInt32: return std::numeric_limits<std::int32_t>::min();
-        case KVOCIMType::SInt64: return std::numeric_limits<std::int64_t>::min();
-        default: return 0;
-    }
-}
+std::int64_t KVOCIMTypes::minSigned(KVOCIMType type) { return isSigned(type) ? info(type).minSigned : 0; }
 
 std::int64_t KVOCIMTypes::maxSigned(KVOCIMType type) {
-    switch (type) {
-        case KVOCIMType::SInt8: return std::numeric_limits<std::int8_t>::max();
-        case KVOCIMType::SInt16: return std::numeric_limits<std::int16_t>::max();
-        case KVOCIMType::SInt32: return std::numeric_limits<std::int32_t>::max();
-        case KVOCIMType::SInt64: return std::numeric_limits<std::int64_t>::max();
-        default: return 0;
-    }
+    return isSigned(type) ? static_cast<std::int64_t>(info(type).max) : 0;
 }

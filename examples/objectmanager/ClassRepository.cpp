@@ -225,11 +225,8 @@ std::vector<KVOSmrPtr<IKivoClass>> ClassRepository::associations(KVOString const
 
 std::vector<KVOString> ClassRepository::keyNames(IKivoClass const& cls) {
     std::vector<KVOString> out;
-    for (KVOSmrPtr<IKivoProperty> const& p : cls.getProperties()) {
-        KVOSmrPtr<IKivoQualifier> key = p->getQualifier("Key");
-        KVOSmrPtr<IKivoValue> v = key ? key->getValue() : nullptr;
-        if (v && v->getBoolean()) out.push_back(p->getName());
-    }
+    for (KVOSmrPtr<IKivoProperty> const& p : cls.getProperties())
+        if (KVOQualifierFlag(p->getQualifier("Key"))) out.push_back(p->getName());
     return out;
 }
 

@@ -239,8 +239,7 @@ KVOSmrPtr<IKivoInstanceName> ObjectManager::createInstance(KVOString const& name
     requireNamespace(nameSpace);
     if (!instance) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no instance given");
     KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, instance->getClassName());
-    KVOSmrPtr<IKivoQualifier> abstract = cls->getQualifier("Abstract");
-    if (abstract && abstract->getValue() && abstract->getValue()->getBoolean())
+    if (KVOQualifierFlag(cls->getQualifier("Abstract")))
         raise(CIM_ERR_INVALID_PARAMETER, kWhere, "class " + cls->getName() + " is abstract");
     KVOSmrPtr<IKivoObject> complete = buildInstance(nameSpace, *cls, valuesOf(*instance));
     provider(nameSpace, *cls).create(nameSpace, *cls, complete);
