@@ -14,7 +14,13 @@ inline void cpuRelax() noexcept {
 #endif
 }
 
-constexpr int kSpins = 2000;
+// About as long as a sleep and wake-up of the other side (a few microseconds
+// where pause is slow). Longer spins cost more than they save: a producer at a
+// full bounded queue then grabs each slot the moment the consumer frees it, and
+// both threads fight over the same cache lines for every item instead of the
+// producer refilling in a burst after a short sleep; on a small machine the
+// spinner also takes the core the other side needs.
+constexpr int kSpins = 100;
 
 }  // namespace
 

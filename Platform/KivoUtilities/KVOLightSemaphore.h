@@ -29,6 +29,14 @@ public:
         }
         return false;
     }
+    // Takes every free count without waiting; answers how many (0 when none).
+    long tryWaitAll() noexcept {
+        long c = _count.load(std::memory_order_relaxed);
+        while (c > 0) {
+            if (_count.compare_exchange_weak(c, 0, std::memory_order_acquire, std::memory_order_relaxed)) return c;
+        }
+        return 0;
+    }
     // Takes one count, waiting as long as it takes.
     void wait() {
         if (!tryWait() && !spinWait()) waitSlow(nullptr);

@@ -21,6 +21,8 @@ public:
         return _sem.waitFor(std::chrono::milliseconds(timeoutMs));
     }
     bool tryWait() noexcept { return _sem.tryWait(); }
+    // Takes every free count at once, without waiting; answers how many.
+    long tryWaitAll() noexcept { return _sem.tryWaitAll(); }
     void release(long count = 1) noexcept { _sem.release(count); }
     // Free counts (negative: minus the number of sleeping waiters); a snapshot.
     long available() const noexcept { return _sem.available(); }
