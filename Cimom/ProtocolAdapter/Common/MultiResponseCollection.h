@@ -55,6 +55,13 @@
 //     queue: every accepted result is either delivered by next or released by
 //     the collection, and every accepted marker is processed exactly once.
 //
+// Storage: a result is kept in the queue itself, as a value, so an addition
+// allocates nothing of its own (the queue grows in blocks); markers are kept
+// as the shared pointers producers passed. An entry that is not a marker but
+// was passed through the marker form (a wrapper<T> made by the producer) is
+// delivered by next like any result, as a copy of its item. Each result is
+// copied once, into the by-value parameter of add, and moved from there on.
+//
 // Consumer side details:
 //   - The consumer keeps a private segment of the queue (`_taken`): when it
 //     runs dry, hasNext/next move everything queued so far into it under one
@@ -66,6 +73,14 @@
 //     consumer that is busy. setErrorCode does not set it: a waiting consumer
 //     notices a failure at the next addition or close, or when its wait runs
 //     out after the transaction timeout.
+//   - next() takes the counts of `_items` that are free all at once and keeps
+//     them as a private credit, spending one per result, so it touches the
+//     semaphore once per batch rather than once per result. The semaphore's
+//     count plus the credit is always the count described above, and next
+//     waits exactly when that sum is 0.
+//   - Fields that producers write on every addition, the slot count that both
+//     sides write, and the consumer's private state sit on separate cache
+//     lines.
 //   - next() steps over markers at the front the way hasNext does (running
 //     them) before it takes a result; called after hasNext answered true it
 //     finds a result at the front at once.
@@ -93,6 +108,7 @@
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
+#include <variant>
 
 namespace qora {
 
@@ -115,12 +131,15 @@ inline constexpr char kWritersClosedMessage[] = "Writers may be registered only 
 template <class T>
 class MultiResponseCollection {
     using Entry = KVOSmrPtr<IMarker<T>>;
-    using Queue = std::deque<Entry>;
+    // A queued result (index 0) or a queued marker entry (index 1).
+    using Queued = std::variant<T, Entry>;
+    using Queue = std::deque<Queued>;
 
 public:
-    // The queue entry that holds one result. It is what the collection queues
-    // for add(T); it answers isMarker() false and its process() does nothing.
-    // Used as wrapper<T> (or wrapper<>); the parameter is always T.
+    // An entry that holds one result: it answers isMarker() false and its
+    // process() does nothing. Queued through the marker form of add it is
+    // delivered by next as a copy of its item. Used as wrapper<T> (or
+    // wrapper<>); the parameter is always T.
     template <class Item = T>
     class wrapper final : public IMarker<T> {
         static_assert(std::is_same_v<Item, T>, "a collection wraps its own result type");
@@ -135,17 +154,7 @@ public:
         void process() const override {}
 
     private:
-        friend class MultiResponseCollection;
-
-        // The result handed to next: moved out when the collection made this
-        // wrapper itself (nobody else can see it), copied otherwise.
-        T takeItem() {
-            if (_ownedByCollection) return std::move(_item);
-            return _item;
-        }
-
         T _item;
-        bool _ownedByCollection = false;
     };
 
     // Count by which `_slots` is released when the slots are opened (see the
@@ -253,19 +262,28 @@ private:
     // consumer is done, refuses it when complete or failed (raising with
     // throwOnAbort), else queues it, keeps its slot and wakes a waiting
     // consumer.
-    Admission admit(Entry& entry, bool throwOnAbort, SlotLease& slot);
+    template <class V>
+    Admission admit(V& value, bool throwOnAbort, SlotLease& slot);
     // Caller holds `cs`, consumer's thread: brings a result to the front of
     // `_taken`, refilling it from `responses` and removing and processing
     // markers on the way. False when no result is queued.
     bool frontIsResult();
+    // Whether a queued entry is delivered by next (a result, or an entry that
+    // says it is no marker) rather than run by hasNext.
+    static bool isResult(Queued const& q) { return q.index() == 0 || !std::get<1>(q).get()->isMarker(); }
     // Caller holds `cs`: opens the slots (once), see the header comment.
     void openSlots() noexcept;
     // Removes every queued entry, processing markers; caller holds `cs`.
     void drain();
 
-    static wrapper<T>* asWrapper(IMarker<T>* entry) noexcept {
+    // The item of a queued entry that says it is no marker: a copy of its
+    // wrapper's item. Any other class cannot be taken apart (null-pointer
+    // error, the entry stays at the front).
+    static T itemOf(Entry const& entry) {
+        IMarker<T>* e = entry.get();
         // wrapper is final: matching the dynamic type is the whole downcast.
-        return typeid(*entry) == typeid(wrapper<T>) ? static_cast<wrapper<T>*>(entry) : nullptr;
+        if (typeid(*e) != typeid(wrapper<T>)) throw KVONullPointerException("operator->()");
+        return static_cast<wrapper<T>*>(e)->getItem();
     }
 
     // Unlocked forms; the caller holds `cs`.
@@ -288,11 +306,12 @@ private:
     KVOuint32 responseCount;        // guarded by cs; entries accepted (stops at its maximum)
     std::atomic<KVOboolean> _consumerDone;  // written under cs; read without it first in add
     unsigned int const _bounds;     // 0: unbounded
-    KVOSemaphore _items;            // bounded only: entries available to next
-    KVOSemaphore _slots;            // bounded only: free places for results
+    KVOSemaphore _items;            // bounded only: entries available to next (see _itemCredit)
     bool _consumerWaiting;          // guarded by cs; the consumer is about to wait on _event
     bool _slotsOpened;              // guarded by cs
+    alignas(64) KVOSemaphore _slots;  // bounded only: free places for results
     alignas(64) Queue _taken;       // the consumer's thread only: the front of the queue
+    long _itemCredit;               // the consumer's thread only: counts of _items taken, not yet spent
 };
 
 template <class T>
@@ -306,20 +325,17 @@ MultiResponseCollection<T>::MultiResponseCollection(unsigned int bounds, int idl
       _consumerDone(false),
       _bounds(bounds),
       _items(0),
-      _slots(static_cast<long>(bounds)),
       _consumerWaiting(false),
-      _slotsOpened(false) {}
+      _slotsOpened(false),
+      _slots(static_cast<long>(bounds)),
+      _itemCredit(0) {}
 
 template <class T>
 bool MultiResponseCollection<T>::add(T value, bool throwOnAbort) {
     if (_consumerDone.load(std::memory_order_acquire)) return true;
-    // Built before the slot wait so that a failed allocation holds no slot.
-    auto* item = new wrapper<T>(std::move(value));
-    item->_ownedByCollection = true;
-    Entry entry(item);
     if (_bounds != 0) _slots.wait(-1);
     SlotLease slot(_bounds != 0 ? &_slots : nullptr);
-    return admit(entry, throwOnAbort, slot) != Admission::refused;
+    return admit(value, throwOnAbort, slot) != Admission::refused;
 }
 
 template <class T>
@@ -335,7 +351,8 @@ bool MultiResponseCollection<T>::add(KVOSmrPtr<IMarker<T>> value, bool throwOnAb
 }
 
 template <class T>
-typename MultiResponseCollection<T>::Admission MultiResponseCollection<T>::admit(Entry& entry, bool throwOnAbort,
+template <class V>
+typename MultiResponseCollection<T>::Admission MultiResponseCollection<T>::admit(V& value, bool throwOnAbort,
                                                                                    SlotLease& slot) {
     bool wake;
     {
@@ -352,11 +369,12 @@ typename MultiResponseCollection<T>::Admission MultiResponseCollection<T>::admit
             if (throwOnAbort) detail::raiseCollectionError("MultiResponseCollection::add", refusal, code);
             return Admission::refused;
         }
-        responses.push_back(std::move(entry));
+        responses.emplace_back(std::in_place_index<std::is_same_v<V, T> ? 0 : 1>, std::move(value));
         if (responseCount != std::numeric_limits<KVOuint32>::max()) ++responseCount;
         slot.keep();
         if (_bounds != 0) _items.release();
-        wake = std::exchange(_consumerWaiting, false);
+        wake = _consumerWaiting;
+        if (wake) _consumerWaiting = false;
     }
     if (wake) _event.set();
     return Admission::queued;
@@ -407,8 +425,8 @@ bool MultiResponseCollection<T>::frontIsResult() {
             if (responses.empty()) return false;
             _taken.swap(responses);
         }
-        if (!_taken.front().get()->isMarker()) return true;
-        Entry marker = std::move(_taken.front());
+        if (isResult(_taken.front())) return true;
+        Entry marker = std::get<1>(std::move(_taken.front()));
         _taken.pop_front();
         if (_bounds != 0) _slots.release();
         marker->process();
@@ -417,7 +435,7 @@ bool MultiResponseCollection<T>::frontIsResult() {
 
 template <class T>
 bool MultiResponseCollection<T>::hasNext() {
-    if (!_taken.empty() && !_taken.front().get()->isMarker()) return true;
+    if (!_taken.empty() && isResult(_taken.front())) return true;
     for (;;) {
         {
             KVOCriticalSectionGuard guard(cs);
@@ -431,18 +449,22 @@ bool MultiResponseCollection<T>::hasNext() {
 
 template <class T>
 T MultiResponseCollection<T>::next() {
-    if (_bounds != 0) _items.wait(-1);
-    if (_taken.empty() || _taken.front().get()->isMarker()) {
+    if (_bounds != 0) {
+        if (_itemCredit == 0 && (_itemCredit = _items.tryWaitAll()) == 0) {
+            _items.wait(-1);
+            _itemCredit = 1;
+        }
+        --_itemCredit;
+    }
+    if (_taken.empty() || !isResult(_taken.front())) {
         KVOCriticalSectionGuard guard(cs);
         if (!frontIsResult()) detail::raiseCollectionError("MultiResponseCollection::next", "no more items.", 0);
     }
-    wrapper<T>* item = asWrapper(_taken.front().get());
-    // An entry that says it is no marker but is not a wrapper cannot be taken.
-    if (!item) throw KVONullPointerException("operator->()");
-    Entry entry = std::move(_taken.front());
+    Queued& front = _taken.front();
+    T item = front.index() == 0 ? std::get<0>(std::move(front)) : itemOf(std::get<1>(front));
     _taken.pop_front();
     if (_bounds != 0) _slots.release();
-    return item->takeItem();
+    return item;
 }
 
 template <class T>
@@ -475,9 +497,10 @@ void MultiResponseCollection<T>::drain() {
     std::exception_ptr first;
     for (Queue* queue : {&_taken, &responses}) {
         while (!queue->empty()) {
-            Entry entry = std::move(queue->front());
+            Queued q = std::move(queue->front());
             queue->pop_front();
-            if (!entry.get()->isMarker()) continue;
+            if (isResult(q)) continue;
+            Entry const& entry = std::get<1>(q);
             try {
                 entry->process();
             } catch (...) {
