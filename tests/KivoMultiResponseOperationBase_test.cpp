@@ -1,6 +1,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoMultiResponseOperationBase.h"
 
 #include "Cimom/ProtocolAdapter/Common/AdapterException.h"
+#include "support/LogCapture.h"
 #include "support/StreamingTestSupport.h"
 #include "support/TestHandler.h"
 #include "support/TestStreams.h"
@@ -58,6 +59,7 @@ struct Fixture {
         return out;
     }
 
+    kivo_test::LogCapture log;  // the driver's records stay out of the test output
     Census census;
     TestHandlerContext ctx;
     StreamingOperation* op;
