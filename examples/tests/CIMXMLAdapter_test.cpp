@@ -1,0 +1,356 @@
+#include "CIMXMLAdapter.h"
+
+#include "support/TestHandler.h"
+
+#include "Cimom/ProtocolAdapter/KivoEnumerateInstancesOperation.h"
+#include "Cimom/ProtocolAdapter/KivoGetClassOperation.h"
+#include "Cimom/ProtocolAdapter/KivoGetInstanceOperation.h"
+#include "KivoUtilities/CKivoData.h"
+#include "KivoUtilities/KVOGenericHTTPIStream.h"
+#include "KivoUtilities/KVOGenericHTTPOStream.h"
+#include "KivoUtilities/KVOHTTPException.h"
+#include "KivoUtilities/KVOHTTPRequest.h"
+#include "KivoUtilities/KVOMemorySocket.h"
+#include "KivoUtilities/QORAConfigManager.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <map>
+#include <thread>
+
+namespace {
+
+using cimxmlpa::CIMXMLAdapter;
+
+// The parts of a response the tests look at.
+struct Answer {
+    bool keepAlive = false;
+    int status = 0;
+    std::map<std::string, std::string> headers;
+    std::map<std::string, std::string> trailers;
+    std::string body;
+    std::string raw;
+};
+
+// Splits the bytes written into status, header fields, (de-chunked) body and trailers.
+Answer decode(std::string const& raw) {
+    Answer a;
+    a.raw = raw;
+    std::size_t end = raw.find("\r\n\r\n");
+    if (end == std::string::npos) return a;
+    std::string head = raw.substr(0, end);
+    a.status = std::atoi(head.c_str() + head.find(' ') + 1);
+    std::size_t pos = head.find("\r\n");
+    while (pos != std::string::npos) {
+        std::size_t next = head.find("\r\n", pos + 2);
+        std::string line = head.substr(pos + 2, next == std::string::npos ? std::string::npos : next - pos - 2);
+        std::size_t colon = line.find(':');
+        if (colon != std::string::npos) a.headers[line.substr(0, colon)] = line.substr(colon + 2);
+        pos = next;
+    }
+    std::string rest = raw.substr(end + 4);
+    auto te = a.headers.find("Transfer-Encoding");
+    if (te == a.headers.end() || te->second != "chunked") {
+        a.body = rest;
+        return a;
+    }
+    std::size_t p = 0;
+    for (;;) {
+        std::size_t eol = rest.find("\r\n", p);
+        std::size_t size = std::strtoul(rest.c_str() + p, nullptr, 16);
+        p = eol + 2;
+        if (size == 0) break;
+        a.body += rest.substr(p, size);
+        p += size + 2;
+    }
+    while (p < rest.size()) {
+        std::size_t eol = rest.find("\r\n", p);
+        std::string line = rest.substr(p, eol - p);
+        p = eol + 2;
+        if (line.empty()) break;
+        std::size_t colon = line.find(':');
+        a.trailers[line.substr(0, colon)] = line.substr(colon + 2);
+    }
+    return a;
+}
+
+std::string request(std::string const& method, std::string const& params, std::string const& extraHeaders = "",
+                    std::string const& protocol = "HTTP/1.1") {
+    std::string body = "<?xml version=\"1.0\" encoding=\"utf-8\" ?><CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
+                       "<MESSAGE ID=\"77\" PROTOCOLVERSION=\"1.0\"><SIMPLEREQ><IMETHODCALL NAME=\"" +
+                       method +
+                       "\"><LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"cimv2\"/>"
+                       "</LOCALNAMESPACEPATH>" +
+                       params + "</IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>";
+    return "POST /cimom " + protocol + "\r\nHost: h:5988\r\nCIMOperation: MethodCall\r\nCIMMethod: " + method +
+           "\r\nCIMObject: root%2Fcimv2\r\n" + extraHeaders + "Content-Length: " + std::to_string(body.size()) +
+           "\r\n\r\n" + body;
+}
+
+std::string const kClassName = "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"X\"/></IPARAMVALUE>";
+
+// A handler that answers GetClass, GetInstance (always failing) and
+// EnumerateInstances (from a producer thread), and records what it was given.
+class ScriptedHandler : public kivo_test::RecordingHandler {
+public:
+    ~ScriptedHandler() override {
+        for (std::thread& t : producers) t.join();
+    }
+
+    void handleGetClass(KVOSmrPtr<IKivoGetClassOperation> const& op) override {
+        record("handleGetClass", op.get());
+        localOnly = op->getLocalOnly();
+        includeQualifiers = op->getIncludeQualifiers();
+        classOrigin = op->getClassOrigin();
+        propertyList = op->getPropertyList();
+        className = op->getClassName().str();
+        nameSpace = op->getNameSpace().str();
+        if (auto info = op->getClientInfo()) loopback = info->isLoopback();
+        op->setClass(KVOSmrPtr<IKivoClass>(new CKivoClass("X", nullptr, {"A"})));
+    }
+
+    void handleGetInstance(KVOSmrPtr<IKivoGetInstanceOperation> const& op) override {
+        record("handleGetInstance", op.get());
+        throw KivoBaseException("CIMException", "", "", "gone", 6);
+    }
+
+    void handleEnumerateInstances(KVOSmrPtr<IKivoEnumerateInstancesOperation> const& op) override {
+        record("handleEnumerateInstances", op.get());
+        KVOSmrPtr<qora::IMultiResponse<KVOSmrPtr<IKivoObject>>> writer = op->getResponse();
+        op->allowComplete();
+        int const n = instances;
+        producers.emplace_back([this, writer, n]() mutable {
+            for (int i = 0; i < n; ++i) {
+                KVOValSlist<KVOSmrPtr<IKivoProperty>> props;
+                props.append(KVOSmrPtr<IKivoProperty>(new CKivoProperty("I", CKivoValue::makeString(KVOString::itoa(i)))));
+                if (!writer->add(KVOSmrPtr<IKivoObject>(new CKivoObject("X", props)), false)) break;
+            }
+            writer->Close();
+            writer = nullptr;
+            producerDone.set_value();
+        });
+    }
+
+    int instances = 25;
+    std::promise<void> producerDone;
+    std::vector<std::thread> producers;
+    bool localOnly = false, includeQualifiers = false, classOrigin = true, loopback = false;
+    KVOSmrPtr<KVOValSlist<KVOString>> propertyList;
+    std::string className, nameSpace;
+};
+
+// A socket whose sends fail once `limit` bytes have gone out: a client that
+// went away in the middle of the response.
+class VanishingClient : public KVOMemorySocket {
+public:
+    VanishingClient(std::string input, std::size_t limit) : KVOMemorySocket(std::move(input), Loopback), _limit(limit) {}
+    void send(char const* src, std::size_t n) override {
+        if (output().size() + n > _limit) throw KVOHTTPException("VanishingClient", "Broken pipe", 0);
+        KVOMemorySocket::send(src, n);
+    }
+
+private:
+    std::size_t _limit;
+};
+
+class CIMXMLAdapterTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        context.setHandler(&handler);
+        QORAConfigManager::getInstance()->removeValue("QORA", "HTTPTransferEncoding");
+    }
+    void TearDown() override { QORAConfigManager::getInstance()->removeValue("QORA", "HTTPTransferEncoding"); }
+
+    Answer run(std::string const& raw, KVOMemorySocket::Peer peer = KVOMemorySocket::Loopback) {
+        KVOMemorySocket sock(raw, peer);
+        return run(sock);
+    }
+
+    Answer run(KVOMemorySocket& sock) {
+        KVOGenericHTTPIStream istr(sock);
+        KVOGenericHTTPOStream ostr(sock);
+        KVOHTTPRequest head;
+        EXPECT_TRUE(head.readFrom(istr));
+        bool keep = adapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000"});
+        Answer a = decode(sock.output());
+        a.keepAlive = keep;
+        return a;
+    }
+
+    void expectBalanced() {
+        EXPECT_GT(context.registered(), 0);
+        EXPECT_EQ(context.registered(), context.deregistered());
+    }
+
+    kivo_test::TestHandlerContext context;
+    ScriptedHandler handler;
+    CIMXMLAdapter::Options options = [] {
+        CIMXMLAdapter::Options o;
+        o.operations.streamBound = 4;
+        return o;
+    }();
+    CIMXMLAdapter adapter{context, options};
+};
+
+TEST_F(CIMXMLAdapterTest, RequestsItCannotServeNeverReachTheHandlerAndAreDeregistered) {
+    std::string const ok = request("GetClass", kClassName);
+    auto without = [&](std::string const& field) {
+        std::string r = ok;
+        std::size_t at = r.find(field + ":");
+        return r.erase(at, r.find("\r\n", at) + 2 - at);
+    };
+    struct Case {
+        char const* name;
+        std::string raw;
+        int status;
+        char const* cimError;
+    };
+    std::vector<Case> const cases = {
+        {"no CIMOperation", without("CIMOperation"), 400, "unsupported-operation"},
+        {"no CIMMethod", without("CIMMethod"), 400, "header-mismatch"},
+        {"no CIMObject", without("CIMObject"), 400, "header-mismatch"},
+        {"CIMBatch", request("GetClass", kClassName, "CIMBatch: x\r\n"), 501, "multiple-requests-unsupported"},
+        {"CIMProtocolVersion 2", request("GetClass", kClassName, "CIMProtocolVersion: 2.1\r\n"), 501,
+         "unsupported-protocol-version"},
+        {"malformed body", ok.substr(0, ok.size() - 5), 0, ""},  // short body: the intake answers 400 itself
+        {"M-POST", "M-POST /cimom HTTP/1.1\r\nContent-Length: 0\r\n\r\n", 501, ""},
+        {"oversize", "POST /cimom HTTP/1.1\r\nContent-Length: 52428801\r\n\r\n", 413, ""},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        kivo_test::TestHandlerContext ctx;
+        ctx.setHandler(&handler);
+        CIMXMLAdapter a(ctx, options);
+        KVOMemorySocket sock(c.raw, KVOMemorySocket::Loopback);
+        KVOGenericHTTPIStream istr(sock);
+        KVOGenericHTTPOStream ostr(sock);
+        KVOHTTPRequest head;
+        ASSERT_TRUE(head.readFrom(istr));
+        a.processRequest(head, istr, ostr, {});
+        Answer ans = decode(sock.output());
+        if (c.status != 0) {
+            EXPECT_EQ(ans.status, c.status);
+            EXPECT_EQ(ans.headers["CIMError"], c.cimError);
+        } else {
+            EXPECT_EQ(ans.status, 400);
+        }
+        EXPECT_EQ(ans.body, "");
+        EXPECT_EQ(ctx.registered(), 1);
+        EXPECT_EQ(ctx.deregistered(), 1);
+    }
+    EXPECT_TRUE(handler.entries().empty());
+}
+
+TEST_F(CIMXMLAdapterTest, ARemoteRequestRefusedByTheStateGateGetsNoAnswerAndIsDeregisteredOnce) {
+    context.setState(IKivoOperationHandlerContext::STARTING);
+    Answer a = run(request("GetClass", kClassName), KVOMemorySocket::Remote);
+    EXPECT_EQ(a.raw, "");
+    EXPECT_FALSE(a.keepAlive);
+    EXPECT_EQ(context.registered(), 1);
+    EXPECT_EQ(context.deregistered(), 1);
+    EXPECT_TRUE(handler.entries().empty());
+}
+
+TEST_F(CIMXMLAdapterTest, GivesTheHandlerTheParametersWithDSP0200Defaults) {
+    Answer a = run(request("GetClass", kClassName));
+    EXPECT_EQ(a.status, 200);
+    EXPECT_TRUE(a.keepAlive);
+    EXPECT_TRUE(handler.localOnly);
+    EXPECT_TRUE(handler.includeQualifiers);
+    EXPECT_FALSE(handler.classOrigin);
+    EXPECT_FALSE(handler.propertyList);
+    EXPECT_EQ(handler.className, "X");
+    EXPECT_EQ(handler.nameSpace, "root/cimv2");
+    EXPECT_TRUE(handler.loopback);
+    EXPECT_NE(a.body.find("<IMETHODRESPONSE NAME=\"GetClass\"><IRETURNVALUE><CLASS NAME=\"X\">"), std::string::npos);
+    EXPECT_NE(a.body.find("<MESSAGE ID=\"77\""), std::string::npos);
+    expectBalanced();
+
+    run(request("GetClass", kClassName +
+                                "<IPARAMVALUE NAME=\"localonly\"><VALUE>false</VALUE></IPARAMVALUE>"
+                                "<IPARAMVALUE NAME=\"IncludeQualifiers\"><VALUE>FALSE</VALUE></IPARAMVALUE>"
+                                "<IPARAMVALUE NAME=\"IncludeClassOrigin\"><VALUE>TRUE</VALUE></IPARAMVALUE>"
+                                "<IPARAMVALUE NAME=\"PropertyList\"><VALUE.ARRAY><VALUE>A</VALUE><VALUE>B</VALUE>"
+                                "</VALUE.ARRAY></IPARAMVALUE>"));
+    EXPECT_FALSE(handler.localOnly);
+    EXPECT_FALSE(handler.includeQualifiers);
+    EXPECT_TRUE(handler.classOrigin);
+    ASSERT_TRUE(handler.propertyList);
+    EXPECT_EQ(handler.propertyList->entries(), 2u);
+}
+
+TEST_F(CIMXMLAdapterTest, AParameterProblemIsAnsweredWithoutTheHandler) {
+    Answer a = run(request("GetClass", kClassName + kClassName));
+    EXPECT_EQ(a.status, 200);
+    EXPECT_NE(a.body.find("<ERROR CODE=\"4\" DESCRIPTION=\"CIM_ERR_INVALID_PARAMETER: parameter ClassName given twice\"/>"),
+              std::string::npos)
+        << a.body;
+    EXPECT_TRUE(handler.entries().empty());
+    expectBalanced();
+}
+
+TEST_F(CIMXMLAdapterTest, AThrowingHandlerBecomesAnERROR) {
+    Answer a = run(request("GetInstance", "<IPARAMVALUE NAME=\"InstanceName\"><INSTANCENAME CLASSNAME=\"X\">"
+                                          "</INSTANCENAME></IPARAMVALUE>"));
+    EXPECT_EQ(a.status, 200);
+    EXPECT_NE(a.body.find("<ERROR CODE=\"6\" DESCRIPTION=\"CIM_ERR_NOT_FOUND\"/>"), std::string::npos) << a.body;
+    EXPECT_EQ(a.trailers["CIMStatusCode"], "6");
+    EXPECT_EQ(a.trailers["CIMStatusCodeDescription"], "CIM_ERR_NOT_FOUND");
+    expectBalanced();
+}
+
+TEST_F(CIMXMLAdapterTest, StreamsWhatProducersAddOnEveryFraming) {
+    struct Case {
+        char const* name;
+        char const* encoding;  // HTTPTransferEncoding, null: absent
+        std::string protocol;
+        bool chunked;
+        bool keepAlive;
+    };
+    std::vector<Case> const cases = {
+        {"default: chunked", nullptr, "HTTP/1.1", true, true},
+        {"unchunked HTTP/1.1: by length", "Identity", "HTTP/1.1", false, true},
+        {"HTTP/1.0: by length, then closed", nullptr, "HTTP/1.0", false, false},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        if (c.encoding != nullptr) QORAConfigManager::getInstance()->setValue("QORA", "HTTPTransferEncoding", c.encoding);
+        handler.instances = 25;
+        handler.producerDone = std::promise<void>();
+        Answer a = run(request("EnumerateInstances", kClassName, "", c.protocol));
+        EXPECT_EQ(a.status, 200);
+        EXPECT_EQ(a.keepAlive, c.keepAlive);
+        EXPECT_EQ(a.headers.count("Transfer-Encoding") == 1, c.chunked);
+        if (c.chunked) {
+            EXPECT_EQ(a.headers["Trailer"], "CIMStatusCode, CIMStatusCodeDescription, CIMError");
+            EXPECT_EQ(a.trailers["CIMStatusCode"], "0");
+        } else {
+            EXPECT_EQ(a.headers["Content-Length"], std::to_string(a.body.size()));
+        }
+        std::size_t n = 0;
+        for (std::size_t p = a.body.find("<VALUE.NAMEDINSTANCE>"); p != std::string::npos;
+             p = a.body.find("<VALUE.NAMEDINSTANCE>", p + 1)) {
+            ++n;
+        }
+        EXPECT_EQ(n, 25u);
+        EXPECT_NE(a.body.find("<PROPERTY NAME=\"I\" TYPE=\"string\"><VALUE>24</VALUE></PROPERTY>"), std::string::npos);
+        QORAConfigManager::getInstance()->removeValue("QORA", "HTTPTransferEncoding");
+    }
+    expectBalanced();
+}
+
+TEST_F(CIMXMLAdapterTest, AClientThatGoesAwayMidResponseReleasesTheProducers) {
+    handler.instances = 100000;  // far more than the bound of 4 lets wait
+    std::future<void> done = handler.producerDone.get_future();
+    VanishingClient sock(request("EnumerateInstances", kClassName), 3000);
+    Answer a = run(sock);
+    EXPECT_FALSE(a.keepAlive);
+    ASSERT_EQ(done.wait_for(std::chrono::seconds(60)), std::future_status::ready)
+        << "the producer is still blocked on the full collection";
+    expectBalanced();
+}
+
+}  // namespace
