@@ -79,8 +79,8 @@
 //     count plus the credit is always the count described above, and next
 //     waits exactly when that sum is 0.
 //   - Fields that producers write on every addition, the slot count that both
-//     sides write, and the consumer's private state sit on separate cache
-//     lines.
+//     sides write, the consumer's private state and the fields fixed at
+//     creation sit on separate cache lines.
 //   - next() steps over markers at the front the way hasNext does (running
 //     them) before it takes a result; called after hasNext answered true it
 //     finds a result at the front at once.
@@ -295,38 +295,47 @@ private:
     // No idle timer runs: a collection never expires, whatever `timeoutLimit`.
     bool isTimedOut() const { return false; }
 
-    int errorCode;                  // guarded by cs; 0 until the first non-zero code
-    Queue responses;                // guarded by cs; accepted entries not yet moved to _taken
-    KVOsint32 registeredWriterCount;  // guarded by cs; writers + the completion guard
-    bool allowCompleteCalled;       // guarded by cs
-    int const timeoutLimit;         // idle limit given at creation (-1: none); unused
-    mutable KVOCriticalSection cs;
-    CI_AutoEvent _event;            // wakes the consumer
+    // Fields are grouped by the threads that write them, each group on cache
+    // lines of its own.
+
+    // Set at creation and read by every thread.
+    int const timeoutLimit;           // idle limit given at creation (-1: none); unused
     KVOsint32 const trnTimeoutValue;  // seconds; read once at creation
-    KVOuint32 responseCount;        // guarded by cs; entries accepted (stops at its maximum)
-    std::atomic<KVOboolean> _consumerDone;  // written under cs; read without it first in add
-    unsigned int const _bounds;     // 0: unbounded
-    KVOSemaphore _items;            // bounded only: entries available to next (see _itemCredit)
-    bool _consumerWaiting;          // guarded by cs; the consumer is about to wait on _event
-    bool _slotsOpened;              // guarded by cs
-    alignas(64) KVOSemaphore _slots;  // bounded only: free places for results
-    alignas(64) Queue _taken;       // the consumer's thread only: the front of the queue
-    long _itemCredit;               // the consumer's thread only: counts of _items taken, not yet spent
+    unsigned int const _bounds;       // 0: unbounded
+    std::atomic<KVOboolean> _consumerDone;  // written once, under cs; read without it first in add
+
+    // Written by producers on every addition.
+    alignas(64) mutable KVOCriticalSection cs;
+    int errorCode;                    // guarded by cs; 0 until the first non-zero code
+    Queue responses;                  // guarded by cs; accepted entries not yet moved to _taken
+    KVOsint32 registeredWriterCount;  // guarded by cs; writers + the completion guard
+    bool allowCompleteCalled;         // guarded by cs
+    KVOuint32 responseCount;          // guarded by cs; entries accepted (stops at its maximum)
+    bool _consumerWaiting;            // guarded by cs; the consumer is about to wait on _event
+    bool _slotsOpened;                // guarded by cs
+    KVOSemaphore _items;              // bounded only: entries available to next (see _itemCredit)
+
+    alignas(64) CI_AutoEvent _event;  // wakes the consumer
+    alignas(64) KVOSemaphore _slots;  // bounded only: free places for results; both sides, every result
+
+    // The consumer's thread only.
+    alignas(64) Queue _taken;         // the front of the queue
+    long _itemCredit;                 // counts of _items taken, not yet spent
 };
 
 template <class T>
 MultiResponseCollection<T>::MultiResponseCollection(unsigned int bounds, int idleTimeout)
-    : errorCode(0),
+    : timeoutLimit(idleTimeout),
+      trnTimeoutValue(detail::readTransactionTimeout()),
+      _bounds(bounds),
+      _consumerDone(false),
+      errorCode(0),
       registeredWriterCount(1),
       allowCompleteCalled(false),
-      timeoutLimit(idleTimeout),
-      trnTimeoutValue(detail::readTransactionTimeout()),
       responseCount(0),
-      _consumerDone(false),
-      _bounds(bounds),
-      _items(0),
       _consumerWaiting(false),
       _slotsOpened(false),
+      _items(0),
       _slots(static_cast<long>(bounds)),
       _itemCredit(0) {}
 
