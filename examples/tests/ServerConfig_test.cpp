@@ -1,0 +1,116 @@
+#include "ServerConfig.h"
+
+#include "KivoUtilities/QORAConfigManager.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <unistd.h>
+
+namespace {
+
+using refserver::ParsedCommandLine;
+
+class ServerConfigTest : public ::testing::Test {
+protected:
+    void SetUp() override { QORAConfigManager::getInstance()->clear(); }
+    void TearDown() override {
+        QORAConfigManager::getInstance()->clear();
+        for (std::string const& f : files) std::remove(f.c_str());
+    }
+
+    std::string iniFile(std::string const& text) {
+        std::string path = "/tmp/kivo_server_config_" + std::to_string(::getpid()) + "_" + std::to_string(files.size()) +
+                           ".ini";
+        std::ofstream(path) << text;
+        files.push_back(path);
+        return path;
+    }
+
+    ParsedCommandLine parse(std::vector<std::string> args) {
+        args.insert(args.begin(), "server");
+        std::vector<char const*> argv;
+        for (std::string const& a : args) argv.push_back(a.c_str());
+        return refserver::parseCommandLine(static_cast<int>(argv.size()), argv.data());
+    }
+
+    static std::string qora(char const* key) {
+        KVOString v;
+        return QORAConfigManager::getInstance()->getString("QORA", key, v) ? v.str() : "<absent>";
+    }
+
+    std::vector<std::string> files;
+};
+
+TEST_F(ServerConfigTest, DefaultsWithoutFileOrFlags) {
+    ParsedCommandLine p = parse({});
+    ASSERT_EQ(p.action, ParsedCommandLine::Run);
+    EXPECT_EQ(p.settings.address, "127.0.0.1");
+    EXPECT_EQ(p.settings.port, 5988);
+    EXPECT_EQ(p.settings.threads, 8);
+    EXPECT_EQ(p.settings.readTimeoutSeconds, 30);
+    EXPECT_EQ(p.settings.scaleInstances, 1000);
+    EXPECT_EQ(qora("HTTPTransferEncoding"), "<absent>");
+}
+
+TEST_F(ServerConfigTest, FlagsOverrideTheFileWhereverTheyStand) {
+    std::string ini = iniFile(
+        "; comment\n[Server]\nAddress = 127.0.0.2\nPort = 6000\nThreads = 3\nReadTimeout = 9\nScaleInstances = 50\n"
+        "[QORA]\nHTTPTransferEncoding = ConditionalChunked\nCimTransactionTimeout = 30\nOtherKey = kept\n");
+    ParsedCommandLine p = parse({"--port", "0", "--config", ini, "--transfer-encoding=Chunked"});
+    ASSERT_EQ(p.action, ParsedCommandLine::Run) << p.error;
+    EXPECT_EQ(p.settings.address, "127.0.0.2");
+    EXPECT_EQ(p.settings.port, 0);
+    EXPECT_EQ(p.settings.threads, 3);
+    EXPECT_EQ(p.settings.readTimeoutSeconds, 9);
+    EXPECT_EQ(p.settings.scaleInstances, 50);
+    EXPECT_EQ(qora("HTTPTransferEncoding"), "Chunked");
+    EXPECT_EQ(qora("CimTransactionTimeout"), "30");
+    EXPECT_EQ(qora("OtherKey"), "kept");
+    KVOsint32 timeout = 0;
+    EXPECT_TRUE(QORAConfigManager::getInstance()->getSint32("QORA", "CimTransactionTimeout", timeout));
+    EXPECT_EQ(timeout, 30);
+}
+
+TEST_F(ServerConfigTest, RefusesWhatItCannotUse) {
+    struct Case {
+        char const* name;
+        std::vector<std::string> args;
+        char const* inError;
+    };
+    std::vector<Case> const cases = {
+        {"unknown flag", {"--bogus", "1"}, "unknown option --bogus"},
+        {"missing value", {"--port"}, "needs a value"},
+        {"port out of range", {"--port", "70000"}, "not a number from 0 to 65535"},
+        {"port not a number", {"--port", "12ab"}, "not a number"},
+        {"no threads", {"--threads", "0"}, "from 1"},
+        {"bad log level", {"--log-level", "loud"}, "not one of"},
+        {"transaction timeout not a number", {"--transaction-timeout", "soon"}, "not a number"},
+        {"missing file", {"--config", "/nonexistent/kivo.ini"}, "cannot open"},
+    };
+    for (Case const& c : cases) {
+        ParsedCommandLine p = parse(c.args);
+        EXPECT_EQ(p.action, ParsedCommandLine::Error) << c.name;
+        EXPECT_NE(p.error.find(c.inError), std::string::npos) << c.name << ": " << p.error;
+    }
+    ParsedCommandLine bad = parse({"--config", iniFile("[Server]\nPort = 1\nColour = blue\n")});
+    EXPECT_EQ(bad.action, ParsedCommandLine::Error);
+    EXPECT_NE(bad.error.find("unknown key [Server] Colour"), std::string::npos) << bad.error;
+    ParsedCommandLine badValue = parse({"--config", iniFile("[Server]\nThreads = many\n")});
+    EXPECT_EQ(badValue.action, ParsedCommandLine::Error);
+    EXPECT_NE(badValue.error.find(":2:"), std::string::npos) << badValue.error;  // names the line
+}
+
+TEST_F(ServerConfigTest, HelpListsEveryFlagWithItsKey) {
+    EXPECT_EQ(parse({"--port", "1", "--help"}).action, ParsedCommandLine::Help);
+    std::string text = refserver::usage("server");
+    for (char const* s : {"--config", "--address", "[Server] Address", "--port", "[Server] Port", "--threads",
+                          "--read-timeout", "[Server] ReadTimeout", "--scale-instances", "[Server] ScaleInstances",
+                          "--transfer-encoding", "[QORA] HTTPTransferEncoding", "--transaction-timeout",
+                          "[QORA] CimTransactionTimeout", "--log-level", "--help"}) {
+        EXPECT_NE(text.find(s), std::string::npos) << s;
+    }
+}
+
+}  // namespace
