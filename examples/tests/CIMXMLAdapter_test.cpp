@@ -96,8 +96,11 @@ std::string const kClassName = "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=
 // EnumerateInstances (from a producer thread), and records what it was given.
 class ScriptedHandler : public kivo_test::RecordingHandler {
 public:
-    ~ScriptedHandler() override {
+    ~ScriptedHandler() override { joinProducers(); }
+
+    void joinProducers() {
         for (std::thread& t : producers) t.join();
+        producers.clear();
     }
 
     void handleGetClass(KVOSmrPtr<IKivoGetClassOperation> const& op) override {
@@ -318,6 +321,7 @@ TEST_F(CIMXMLAdapterTest, StreamsWhatProducersAddOnEveryFraming) {
     for (Case const& c : cases) {
         SCOPED_TRACE(c.name);
         if (c.encoding != nullptr) QORAConfigManager::getInstance()->setValue("QORA", "HTTPTransferEncoding", c.encoding);
+        handler.joinProducers();  // the previous round's producer is done with its promise
         handler.instances = 25;
         handler.producerDone = std::promise<void>();
         Answer a = run(request("EnumerateInstances", kClassName, "", c.protocol));
