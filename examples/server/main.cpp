@@ -95,9 +95,11 @@ int main(int argc, char** argv) {
     objectManager.setPortInfo(ports);
 
     std::atomic<bool> running{true};
+    std::atomic<bool> woken{false};  // the signal thread has left sigwait
     std::thread signalThread([&] {
         int sig = 0;
         sigwait(&stopSignals, &sig);
+        woken.store(true);
         if (running.load()) {
             std::fprintf(stderr, "%s: signal %d, shutting down\n", argv[0], sig);
         }
@@ -113,8 +115,10 @@ int main(int argc, char** argv) {
 
     // run() returns after stop(); should it have ended for another reason,
     // wake the signal thread so that the shutdown takes the same path.
+    // Only a thread still in sigwait is signalled, never one that may have
+    // finished already.
     running.store(false);
-    pthread_kill(signalThread.native_handle(), SIGTERM);
+    if (!woken.load()) pthread_kill(signalThread.native_handle(), SIGTERM);
     signalThread.join();
     std::fprintf(stderr, "%s: stopped after %lu connections and %lu requests\n", argv[0],
                  listener.connectionsAccepted(), listener.requestsStarted());
