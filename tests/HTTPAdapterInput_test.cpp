@@ -183,23 +183,6 @@ protected:
     kivo_test::LogCapture log;
 };
 
-TEST_F(HTTPAdapterInputTest, DataBundleHandsBackWhatItWasGiven) {
-    Exchange x(post("HTTP/1.1", "", ""));
-    struct Token : qora::security::ISecurityToken {
-        KVOString getUserName() const override { return "alice"; }
-    };
-    KVOSmrPtr<qora::security::ISecurityToken> token(new Token);
-    HTTPAdapterInputData data(x.request, x.response, x.istr, x.ostr, token, x.persist, x.imported, x.ownContext);
-    EXPECT_EQ(&data.getKVOHTTPRequest(), &x.request);
-    EXPECT_EQ(&data.getKVOHTTPResponse(), &x.response);
-    EXPECT_EQ(&data.getKVOGenericHTTPIStream(), &x.istr);
-    EXPECT_EQ(&data.getKVOGenericHTTPOStream(), &x.ostr);
-    EXPECT_EQ(data.getISecurityToken(), token);
-    EXPECT_EQ(&data.getPersistConnection(), &x.persist);
-    EXPECT_EQ(&data.getClientStreamsImported(), &x.imported);
-    EXPECT_EQ(&data.getContext(), &x.ownContext);
-}
-
 TEST_F(HTTPAdapterInputTest, ReadsExactlyTheContentLength) {
     struct Row {
         std::string raw;

@@ -121,17 +121,4 @@ TEST(KVOSocketTest, RequestBodyHookCountsAndCallsTheListener) {
     EXPECT_EQ(heard, 1);
 }
 
-TEST(KVOSocketTest, MemorySocketPeerAndPieces) {
-    KVOMemorySocket remote("abcdef", KVOMemorySocket::Remote, 4);
-    KVOMemorySocket loopback("", KVOMemorySocket::Loopback);
-    EXPECT_FALSE(remote.isLoopback());
-    EXPECT_TRUE(loopback.isLoopback());
-    char buf[16];
-    EXPECT_EQ(remote.receive(buf, sizeof buf), 4u);
-    EXPECT_EQ(remote.unreceived(), 2u);
-    EXPECT_EQ(remote.receive(buf, sizeof buf), 2u);
-    EXPECT_EQ(remote.receive(buf, sizeof buf), 0u);
-    EXPECT_EQ(remote.getCloseSocketOption(), KVOSocket::CLOSE_OPTION_UNSET);
-}
-
 }  // namespace

@@ -9,11 +9,10 @@
 // bytes (and stop at a given byte exactly where a loop of get() would).
 //
 // End of stream is sticky: once the socket has reported it (or a receive
-// timeout, which reads the same), no further receive is attempted. Reads
-// never wait for more than the socket delivers at end of stream, so a peer
-// that stops sending ends a read rather than hanging it (given a receive
-// timeout on a real socket). One thread at a time; the socket must outlive
-// the stream.
+// timeout, which reads the same), no further receive is attempted, so a peer
+// that stops sending ends every read in progress instead of hanging it (on a
+// real socket, once a receive timeout is set). One thread at a time; the
+// socket must outlive the stream.
 #pragma once
 
 #include <cstddef>

@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <utility>
 
 class KVOSocket {
 public:
