@@ -490,3 +490,64 @@ MethodResult ObjectManager::invokeMethod(KVOString const& nameSpace, KVOString c
 }
 
 }  // namespace kivo::om
+
+namespace kivo::om {
+
+// ---- Queries ----
+
+wql::BoundQuery ObjectManager::bindQuery(KVOString const& nameSpace, KVOString const& queryLanguage,
+                                         KVOString const& query) const {
+    if (!wql::isSupportedLanguage(queryLanguage.str()))
+        raise(CIM_ERR_QUERY_LANGUAGE_NOT_SUPPORTED, kWhere, "query language " + queryLanguage + " is not supported");
+    requireNamespace(nameSpace);
+    try {
+        wql::Query parsed = wql::parse(query.str());
+        KVOSmrPtr<IKivoClass> cls = _repository.getClass(nameSpace, KVOString(parsed.className));
+        if (!cls)
+            throw wql::QueryError(parsed.classPosition, "no class " + parsed.className + " in " + nameSpace.str());
+        return wql::bind(std::move(parsed), cls);
+    } catch (wql::QueryError const& e) {
+        raise(CIM_ERR_INVALID_QUERY, kWhere, KVOString(e.what()));
+    }
+}
+
+void ObjectManager::matching(KVOString const& nameSpace, std::vector<KVOSmrPtr<IKivoClass>> const& classes,
+                             wql::BoundQuery const& q, Sink<KVOSmrPtr<IKivoObject>> const& out) const {
+    bool more = true;
+    for (std::size_t i = 0; more && i < classes.size(); ++i)
+        provider(nameSpace, *classes[i]).enumerate(nameSpace, *classes[i], [&](KVOSmrPtr<IKivoObject> const& o) {
+            return !q.matches(*o) || (more = out(o));
+        });
+}
+
+Producer<KVOSmrPtr<IKivoObject>> ObjectManager::execQuery(KVOString const& nameSpace, KVOString const& queryLanguage,
+                                                          KVOString const& query) {
+    auto q = std::make_shared<wql::BoundQuery const>(bindQuery(nameSpace, queryLanguage, query));
+    std::vector<KVOSmrPtr<IKivoClass>> classes = family(nameSpace, q->queryClass());
+    return [this, nameSpace, classes, q](Sink<KVOSmrPtr<IKivoObject>> const& out) {
+        matching(nameSpace, classes, *q, [&](KVOSmrPtr<IKivoObject> const& o) { return out(q->project(*o)); });
+    };
+}
+
+KVOSmrPtr<IKivoClass> ObjectManager::queryResultClass(KVOString const& nameSpace, KVOString const& queryLanguage,
+                                                      KVOString const& query) const {
+    return bindQuery(nameSpace, queryLanguage, query).resultClass();
+}
+
+QueryRows ObjectManager::queryRows(KVOString const& nameSpace, KVOString const& queryLanguage, KVOString const& query) {
+    auto q = std::make_shared<wql::BoundQuery const>(bindQuery(nameSpace, queryLanguage, query));
+    std::vector<KVOSmrPtr<IKivoClass>> classes = family(nameSpace, q->queryClass());
+    QueryRows rows;
+    rows.className = q->queryClass()->getName();
+    rows.columns = q->columns();
+    rows.rows = [this, nameSpace, classes, q](Sink<qora::QueryRow> const& out) {
+        matching(nameSpace, classes, *q, [&](KVOSmrPtr<IKivoObject> const& o) {
+            qora::QueryRow row(new KVOValSlist<KVOSmrPtr<IKivoProperty>>());
+            for (KVOSmrPtr<IKivoProperty> const& p : q->row(*o)) row->append(p);
+            return out(row);
+        });
+    };
+    return rows;
+}
+
+}  // namespace kivo::om

@@ -28,7 +28,9 @@
 #include "objectmanager/InstanceProvider.h"
 #include "objectmanager/InstanceStore.h"
 #include "objectmanager/Instances.h"
+#include "objectmanager/Wql.h"
 
+#include "Cimom/ProtocolAdapter/Common/IQueryResponse.h"
 #include "KivoUtilities/IKivoActualParameter.h"
 
 #include <functional>
@@ -59,6 +61,19 @@ struct Traversal {
     KVOString resultClass;
     KVOString role;
     KVOString resultRole;
+};
+
+// The rows of a query in the row form (columns and property lists), as the
+// row-oriented query operation of an adapter takes them.
+struct QueryRows {
+    // The FROM class in the repository's spelling.
+    KVOString className;
+    // The selected properties in the class's spelling; every property of the
+    // FROM class for SELECT *.
+    std::vector<KVOString> columns;
+    // One row per matching instance: its properties named by `columns`, in
+    // that order (lazy, like execQuery).
+    Producer<qora::QueryRow> rows;
 };
 
 class ObjectManager;
@@ -141,6 +156,26 @@ public:
                                                InstanceView const& view);
     Producer<KVOSmrPtr<IKivoInstanceName>> referenceNames(KVOString const& nameSpace, Traversal const& traversal);
 
+    // ---- Queries (the language: Wql.h) ----
+    // The instances of the FROM class and its subclasses that satisfy the
+    // WHERE condition, each with its path and holding the selected properties
+    // plus its keys. The query is checked at once, on the caller's thread:
+    // a language other than WQL or DMTF:CQL raises
+    // CIM_ERR_QUERY_LANGUAGE_NOT_SUPPORTED, an unknown namespace
+    // CIM_ERR_INVALID_NAMESPACE, a malformed query, an unknown FROM class or
+    // property, or an invalid comparison CIM_ERR_INVALID_QUERY (the message
+    // gives the position). The producer reads the providers lazily, one
+    // instance at a time, like enumerateInstances.
+    Producer<KVOSmrPtr<IKivoObject>> execQuery(KVOString const& nameSpace, KVOString const& queryLanguage,
+                                               KVOString const& query);
+    // The class of the results of `query` (OpenQueryInstances'
+    // QueryResultClass): the FROM class with only the selected properties.
+    // Raises as execQuery.
+    KVOSmrPtr<IKivoClass> queryResultClass(KVOString const& nameSpace, KVOString const& queryLanguage,
+                                           KVOString const& query) const;
+    // The same query in the row form. Raises as execQuery.
+    QueryRows queryRows(KVOString const& nameSpace, KVOString const& queryLanguage, KVOString const& query);
+
     // ---- Methods ----
     // `path` null: the method is called on `className`.
     MethodResult invokeMethod(KVOString const& nameSpace, KVOString const& className,
@@ -173,6 +208,12 @@ private:
     void walkClasses(KVOString const& nameSpace, Traversal const& t, bool associatorWalk,
                      KVOSmrPtr<IKivoClass> const& source, StepSink const& out) const;
     static bool classLevel(IKivoInstanceName const& objectName, IKivoClass const& cls);
+    // Checks the language and binds the query to its FROM class.
+    wql::BoundQuery bindQuery(KVOString const& nameSpace, KVOString const& queryLanguage, KVOString const& query) const;
+    // Hands every instance of `classes` that satisfies `q` to `out` until it
+    // answers false.
+    void matching(KVOString const& nameSpace, std::vector<KVOSmrPtr<IKivoClass>> const& classes,
+                  wql::BoundQuery const& q, Sink<KVOSmrPtr<IKivoObject>> const& out) const;
     KVOSmrPtr<IKivoInstanceName> namedPath(KVOString const& nameSpace, Step const& step, bool associatorWalk);
 
     ClassRepository _repository;

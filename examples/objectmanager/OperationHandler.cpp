@@ -33,12 +33,16 @@
 #include "Cimom/ProtocolAdapter/PullInstancePathsOperation.h"
 #include "Cimom/ProtocolAdapter/PullInstancesOperation.h"
 #include "Cimom/ProtocolAdapter/PullInstancesWithPathOperation.h"
+#include "Cimom/ProtocolAdapter/Common/QueryResultClassOperationBase.h"
+#include "KivoUtilities/CKivoData.h"
+
+#include <type_traits>
 
 namespace kivo::om {
 
 OperationHandler::~OperationHandler() {
     releaseProducers();
-    _workers.waitIdle();
+    waitIdle();
 }
 
 void OperationHandler::releaseProducers() {
@@ -48,6 +52,7 @@ void OperationHandler::releaseProducers() {
         running = _streaming;
     }
     for (KVOSmrPtr<IKivoOperation> const& op : running) op->signalProcessCompletion();
+    _enumerations.closeAll();
 }
 
 template <class T, class Op>
@@ -251,34 +256,155 @@ void OperationHandler::handleIndicationSubscription(KVOSmrPtr<IKivoIndicationSub
     notSupported(op);
 }
 
-// Pulled enumerations and ExecQuery: not offered (yet); clients fall back.
+// --- Pulled enumerations and ExecQuery ------------------------------------
+
+namespace {
+
+using Kind = EnumerationContexts::Kind;
+using Instance = KVOSmrPtr<IKivoObject>;
+using Path = KVOSmrPtr<IKivoInstanceName>;
+
+// The open values this object manager does not offer.
+void checkOpenValues(IOpenOperation const& op, bool filterIsTheQuery) {
+    if (op.getContinueOnError()) {
+        raise(static_cast<CimStatus>(pulled::CIM_ERR_CONTINUATION_ON_ERROR_NOT_SUPPORTED), "OperationHandler",
+              "ContinueOnError is not supported");
+    }
+    if (!filterIsTheQuery && (!op.getFilterQueryLanguage().isEmpty() || !op.getFilterQuery().isEmpty())) {
+        raise(static_cast<CimStatus>(pulled::CIM_ERR_FILTERED_ENUMERATION_NOT_SUPPORTED), "OperationHandler",
+              "filtered enumerations are not supported; use OpenQueryInstances");
+    }
+}
+
+// The instances among the objects of an association traversal (a traversal
+// from an instance yields nothing else).
+Producer<Instance> instancesOf(Producer<KVOSmrPtr<IKivoValue>> values) {
+    return [values = std::move(values)](Sink<Instance> const& out) {
+        values([&out](KVOSmrPtr<IKivoValue> const& v) {
+            Instance instance = v ? v->getInstance() : Instance();
+            return !instance || out(instance);
+        });
+    };
+}
+
+// A result of an enumeration as the operation's own result type: the
+// reference and associator operations carry instances as values.
+template <class Out, class T>
+Out asResult(T const& result) {
+    if constexpr (std::is_same_v<Out, T>) {
+        return result;
+    } else {
+        return CKivoValue::makeInstance(result);
+    }
+}
+
+template <class T>
+struct ResultType;
+template <class T>
+struct ResultType<KVOSmrPtr<qora::IMultiResponse<T>>> {
+    using type = T;
+};
+
+// Puts a batch into the operation's collection and records where the
+// enumeration goes on.
+template <class T, class Op>
+void deliver(Op& op, EnumerationContexts::Batch<T> const& batch) {
+    auto writer = op.getResponse();
+    using Out = typename ResultType<decltype(writer)>::type;
+    op.allowComplete();
+    for (T const& result : batch.results) writer->add(asResult<Out>(result), false);
+    writer->Close();
+    op.setEndOfSequence(batch.endOfSequence);
+    op.setEnumerationContext(KVOString(batch.context));
+}
+
+}  // namespace
+
+template <class T, class Op, class Make>
+void OperationHandler::openEnumeration(KVOSmrPtr<Op> const& op, Kind kind, Make make) {
+    answer(op, [&] {
+        checkOpenValues(*op, kind == Kind::Instances);
+        EnumerationContexts::Clock::duration const timeout = _enumerations.timeoutFor(op->getOperationTimeout());
+        Producer<T> produce = make();
+        deliver(*op, _enumerations.open<T>(kind, std::move(produce), timeout, op->getMaxObjectCount()));
+    });
+}
+
+template <class T, class Op>
+void OperationHandler::pullEnumeration(KVOSmrPtr<Op> const& op, Kind kind) {
+    answer(op, [&] {
+        deliver(*op, _enumerations.pull<T>(op->getEnumerationContext().str(), kind, op->getMaxObjectCount()));
+    });
+}
+
 void OperationHandler::handleOpenEnumerateInstances(KVOSmrPtr<IOpenEnumerateInstancesOperation> const& op) {
-    notSupported(op);
+    openEnumeration<Instance>(op, Kind::InstancesWithPath, [&] {
+        return _om.enumerateInstances(op->getNameSpace(), op->getClassName(), op->getDeepInheritance(),
+                                      instanceView(op));
+    });
 }
-void OperationHandler::handlePullInstancesWithPath(KVOSmrPtr<IPullInstancesWithPathOperation> const& op) {
-    notSupported(op);
-}
-void OperationHandler::handleCloseEnumeration(KVOSmrPtr<ICloseEnumerationOperation> const& op) { notSupported(op); }
+
 void OperationHandler::handleOpenEnumerateInstancePaths(KVOSmrPtr<IOpenEnumerateInstancePathsOperation> const& op) {
-    notSupported(op);
+    openEnumeration<Path>(op, Kind::InstancePaths,
+                          [&] { return _om.enumerateInstanceNames(op->getNameSpace(), op->getClassName()); });
 }
+
 void OperationHandler::handleOpenReferenceInstances(KVOSmrPtr<IOpenReferenceInstancesOperation> const& op) {
-    notSupported(op);
+    openEnumeration<Instance>(op, Kind::InstancesWithPath, [&] {
+        return instancesOf(_om.references(op->getNameSpace(), referenceTraversal(*op), instanceView(op)));
+    });
 }
+
 void OperationHandler::handleOpenReferenceInstancePaths(KVOSmrPtr<IOpenReferenceInstancePathsOperation> const& op) {
-    notSupported(op);
+    openEnumeration<Path>(op, Kind::InstancePaths,
+                          [&] { return _om.referenceNames(op->getNameSpace(), referenceTraversal(*op)); });
 }
-void OperationHandler::handleOpenAssociatorInstancePaths(KVOSmrPtr<IOpenAssociatorInstancePathsOperation> const& op) {
-    notSupported(op);
-}
+
 void OperationHandler::handleOpenAssociatorInstances(KVOSmrPtr<IOpenAssociatorInstancesOperation> const& op) {
-    notSupported(op);
+    openEnumeration<Instance>(op, Kind::InstancesWithPath, [&] {
+        return instancesOf(_om.associators(op->getNameSpace(), associatorTraversal(*op), instanceView(op)));
+    });
 }
-void OperationHandler::handlePullInstancePaths(KVOSmrPtr<IPullInstancePathsOperation> const& op) { notSupported(op); }
-void OperationHandler::handlePullInstances(KVOSmrPtr<IPullInstancesOperation> const& op) { notSupported(op); }
-void OperationHandler::handleExecQuery(KVOSmrPtr<IExecQueryOperation> const& op) { notSupported(op); }
+
+void OperationHandler::handleOpenAssociatorInstancePaths(KVOSmrPtr<IOpenAssociatorInstancePathsOperation> const& op) {
+    openEnumeration<Path>(op, Kind::InstancePaths,
+                          [&] { return _om.associatorNames(op->getNameSpace(), associatorTraversal(*op)); });
+}
+
 void OperationHandler::handleOpenQueryInstances(KVOSmrPtr<IOpenQueryInstancesOperation> const& op) {
-    notSupported(op);
+    openEnumeration<Instance>(op, Kind::Instances, [&] {
+        KVOString const ns = op->getNameSpace();
+        Producer<Instance> produce = _om.execQuery(ns, op->getFilterQueryLanguage(), op->getFilterQuery());
+        if (op->getReturnQueryResultClass()) {
+            if (auto* base = dynamic_cast<QueryResultClassOperationBase*>(op.get())) {
+                base->setQueryResultClass(
+                    _om.queryResultClass(ns, op->getFilterQueryLanguage(), op->getFilterQuery()));
+            }
+        }
+        return produce;
+    });
+}
+
+void OperationHandler::handlePullInstancesWithPath(KVOSmrPtr<IPullInstancesWithPathOperation> const& op) {
+    pullEnumeration<Instance>(op, Kind::InstancesWithPath);
+}
+
+void OperationHandler::handlePullInstancePaths(KVOSmrPtr<IPullInstancePathsOperation> const& op) {
+    pullEnumeration<Path>(op, Kind::InstancePaths);
+}
+
+void OperationHandler::handlePullInstances(KVOSmrPtr<IPullInstancesOperation> const& op) {
+    pullEnumeration<Instance>(op, Kind::Instances);
+}
+
+void OperationHandler::handleCloseEnumeration(KVOSmrPtr<ICloseEnumerationOperation> const& op) {
+    answer(op, [&] { _enumerations.close(op->getEnumerationContext().str()); });
+}
+
+void OperationHandler::handleExecQuery(KVOSmrPtr<IExecQueryOperation> const& op) {
+    answer(op, [&] {
+        stream(op, _om.execQuery(op->getNameSpace(), op->getFilterQueryLanguage(), op->getFilterQuery()));
+    });
 }
 
 }  // namespace kivo::om

@@ -10,16 +10,34 @@
 // request raises there, before any writer exists, and the library turns the
 // exception into the status), then take one writer, allow completion, and
 // run the producer on a worker thread, which adds the results, reports a
-// failure through the writer and always closes it. Entries the object
-// manager does not implement (indication subscriptions, the pulled
-// enumerations and ExecQuery) answer CIM_ERR_NOT_SUPPORTED through the
-// operation, so that clients can fall back to the intrinsic operations.
+// failure through the writer and always closes it. ExecQuery streams the
+// same way. Indication subscriptions answer CIM_ERR_NOT_SUPPORTED through the
+// operation.
+//
+// Pulled enumerations live in an EnumerationContexts table (see there for the
+// limits, the context ids, expiry and the codes): an Open entry checks the
+// open values and the request on the adapter's thread, opens an enumeration
+// over the same producer its intrinsic twin streams, and delivers its first
+// batch; a Pull entry delivers the next batch of the enumeration its context
+// names; CloseEnumeration closes it. Either way the batch goes into the
+// operation's (unbounded) collection on the adapter's thread, with the next
+// context and the end-of-sequence flag set on the operation before the entry
+// returns. Open values the object manager does not offer:
+//   - ContinueOnError true: CIM_ERR_CONTINUATION_ON_ERROR_NOT_SUPPORTED;
+//   - a FilterQuery or FilterQueryLanguage on the six enumerating Opens:
+//     CIM_ERR_FILTERED_ENUMERATION_NOT_SUPPORTED (whatever the language;
+//     filtered enumerations of instances are served by OpenQueryInstances).
+// OpenQueryInstances runs the object manager's query (FilterQueryLanguage
+// and FilterQuery); with ReturnQueryResultClass it also stores the query's
+// result class on the operation, through the operation base (the interface
+// has no setter).
 //
 // A producer ends when it has added its last result or when its consumer is
 // done (the driver signals completion after writeResponse). An adapter whose
 // writeResponse throws leaves that signal out; releaseProducers() gives it in
-// its place for every operation whose producer still runs, and the object
-// manager's shutdown calls it once no request is in flight.
+// its place for every operation whose producer still runs and closes every
+// open enumeration, and the object manager's shutdown calls it once no
+// request is in flight.
 //
 // Threading: any number of adapter threads may call entries at once. The
 // object manager must outlive the handler; the handler's destructor releases
@@ -27,6 +45,7 @@
 #pragma once
 
 #include "Cimom/KivoOperationHandler.h"
+#include "objectmanager/EnumerationContexts.h"
 #include "objectmanager/ObjectManager.h"
 #include "objectmanager/WorkerThreads.h"
 
@@ -39,17 +58,22 @@ namespace kivo::om {
 
 class OperationHandler : public IKivoOperationHandler {
 public:
-    explicit OperationHandler(ObjectManager& objectManager) : _om(objectManager) {}
+    explicit OperationHandler(ObjectManager& objectManager, EnumerationLimits limits = EnumerationLimits())
+        : _om(objectManager), _enumerations(limits) {}
     ~OperationHandler() override;
 
     // Blocks until no producer runs.
-    void waitIdle() { _workers.waitIdle(); }
+    void waitIdle() {
+        _workers.waitIdle();
+        _enumerations.waitIdle();
+    }
     // Marks the consumer of every operation whose producer still runs as
-    // done, so that those producers end. Only for operations whose requests
-    // are over.
+    // done, and closes every open enumeration, so that those producers end.
+    // Only once the requests are over (shutdown).
     void releaseProducers();
-    // Producers running now.
-    int producersRunning() const { return _workers.running(); }
+    // Producers running now (those of open enumerations included).
+    int producersRunning() const { return _workers.running() + _enumerations.producersRunning(); }
+    EnumerationContexts& enumerations() { return _enumerations; }
 
     void handleGetClass(KVOSmrPtr<IKivoGetClassOperation> const& op) override;
     void handleEnumerateClasses(KVOSmrPtr<IKivoEnumerateClassesOperation> const& op) override;
@@ -95,10 +119,19 @@ private:
     // (setErrorContext) and raised again.
     template <class Op, class Body>
     static void answer(KVOSmrPtr<Op> const& op, Body body);
+    // Opens an enumeration of `kind` over what `make` returns (a Producer<T>,
+    // made after the open values are checked) and delivers its first batch
+    // as the operation's results.
+    template <class T, class Op, class Make>
+    void openEnumeration(KVOSmrPtr<Op> const& op, EnumerationContexts::Kind kind, Make make);
+    // Delivers the next batch of the enumeration the operation names.
+    template <class T, class Op>
+    void pullEnumeration(KVOSmrPtr<Op> const& op, EnumerationContexts::Kind kind);
 
     ObjectManager& _om;
     std::mutex _lock;
     std::list<KVOSmrPtr<IKivoOperation>> _streaming;  // guarded by _lock: operations whose producer runs
+    EnumerationContexts _enumerations;
     WorkerThreads _workers;                           // last: joined before the rest goes
 };
 

@@ -582,19 +582,6 @@ TEST_F(ObjectManagerTest, InvokeMethodReadsAndChangesTheStore) {
 }
 
 // ---------------------------------------------------------------------------
-// Operations the object manager does not offer.
-
-TEST_F(ObjectManagerTest, PulledEnumerationsAndQueriesAnswerNotSupported) {
-    auto close = make<CloseEnumerationOperationBase>(KVOString("ctx-1"));
-    close->setNameSpace(kCimv2);
-    EXPECT_EQ(run(close), CIM_ERR_NOT_SUPPORTED);
-
-    auto query = streaming<ExecQueryOperationBase>(0);
-    EXPECT_TRUE(drain(query).empty());
-    EXPECT_EQ(query->getErrorCode(), CIM_ERR_NOT_SUPPORTED);
-}
-
-// ---------------------------------------------------------------------------
 // Streaming from worker threads.
 
 // Yields `count` instances, noting the threads it runs on; fails at the start

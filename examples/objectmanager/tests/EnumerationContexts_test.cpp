@@ -1,0 +1,369 @@
+// The table of open pulled enumerations, driven with fake producers: batches
+// and exactly-once delivery, laziness, spent and wrong-kind ids, expiry on
+// access and by the sweeper, the caps, a slow producer, failures, closing, and
+// many threads at once.
+#include "objectmanager/EnumerationContexts.h"
+
+#include "Cimom/ProtocolAdapter/OperationTimeout.h"
+#include "KivoUtilities/CKivoData.h"
+#include "KivoUtilities/KivoBaseException.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <set>
+#include <thread>
+
+namespace {
+
+using namespace kivo::om;
+using namespace std::chrono_literals;
+using Kind = EnumerationContexts::Kind;
+using Path = KVOSmrPtr<IKivoInstanceName>;
+using Instance = KVOSmrPtr<IKivoObject>;
+using Batch = EnumerationContexts::Batch<Path>;
+
+Path item(unsigned i) {
+    return Path(new CKivoInstanceName("root/test", "Test_Item", {{"Id", KVOString::itoa(i)}}));
+}
+unsigned idOf(Path const& p) { return static_cast<unsigned>(std::stoul(p->getKeyBindings().at(0).second.str())); }
+
+// Offers `count` paths 0, 1, ... and counts what it offered; stops when the
+// sink refuses. `failAfter` raises code 2 after that many.
+struct FakeProducer {
+    explicit FakeProducer(unsigned count, int failAfter = -1) : count(count), failAfter(failAfter) {}
+    Producer<Path> producer() {
+        return [this](Sink<Path> const& out) {
+            for (unsigned i = 0; i < count; ++i) {
+                if (static_cast<int>(i) == failAfter) throw KivoBaseException("CIMException", "", "", "disk on fire", 2);
+                ++offered;
+                if (!out(item(i))) {
+                    refused = true;
+                    return;
+                }
+            }
+        };
+    }
+    unsigned const count;
+    int const failAfter;
+    std::atomic<unsigned> offered{0};
+    std::atomic<bool> refused{false};
+};
+
+// The code a call raises, 0 when it raises nothing.
+template <class F>
+int codeOf(F&& call) {
+    try {
+        call();
+    } catch (KivoBaseException const& e) {
+        return e.getCode();
+    }
+    return 0;
+}
+
+class EnumerationContextsTest : public ::testing::Test {
+protected:
+    static EnumerationLimits limits() {
+        EnumerationLimits l;
+        l.buffer = 8;
+        l.pullWait = 2s;
+        l.sweepInterval = 1h;  // the tests sweep themselves
+        return l;
+    }
+    Batch open(FakeProducer& p, std::uint32_t count, Kind kind = Kind::InstancePaths) {
+        return table.open<Path>(kind, p.producer(), 30s, count);
+    }
+    Batch pull(std::string const& id, std::uint32_t count, Kind kind = Kind::InstancePaths) {
+        return table.pull<Path>(id, kind, count);
+    }
+
+    // The expiry clock, moved by hand.
+    std::atomic<EnumerationContexts::Clock::rep> ticks{0};
+    EnumerationContexts::Clock::time_point now() const {
+        return EnumerationContexts::Clock::time_point(EnumerationContexts::Clock::duration(ticks.load()));
+    }
+    void advance(std::chrono::seconds s) {
+        ticks += std::chrono::duration_cast<EnumerationContexts::Clock::duration>(s).count();
+    }
+
+    // Producers live in the fixture, declared before the table, so that the
+    // table's destructor has joined every producer thread before they end.
+    FakeProducer& producer(unsigned count, int failAfter = -1) {
+        return *_producers.emplace_back(std::make_unique<FakeProducer>(count, failAfter));
+    }
+    std::vector<std::unique_ptr<FakeProducer>> _producers;
+
+    EnumerationLimits const _limits = limits();
+    EnumerationContexts table{_limits, [this] { return now(); }};
+};
+
+TEST_F(EnumerationContextsTest, BatchesDeliverEveryResultOnceInOrderWithAFreshIdEachTime) {
+    FakeProducer& p = producer(1000);
+    std::vector<unsigned> seen;
+    std::set<std::string> ids;
+    Batch b = open(p, 7);
+    std::uint32_t counts[] = {1, 100, 0, 33, 256};
+    for (unsigned round = 0;; ++round) {
+        for (Path const& r : b.results) seen.push_back(idOf(r));
+        if (b.endOfSequence) break;
+        ASSERT_FALSE(b.context.empty());
+        EXPECT_TRUE(ids.insert(b.context).second) << "an id was handed out twice: " << b.context;
+        std::uint32_t const n = counts[round % 5];
+        std::string const spent = b.context;
+        b = pull(spent, n);
+        ASSERT_LE(b.results.size(), n);
+        EXPECT_EQ(codeOf([&] { pull(spent, 1); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT) << "a spent id";
+    }
+    EXPECT_TRUE(b.context.empty()) << "no id at the end of the sequence";
+    ASSERT_EQ(seen.size(), 1000u);
+    for (unsigned i = 0; i < seen.size(); ++i) ASSERT_EQ(seen[i], i);
+    EXPECT_EQ(table.openCount(), 0u) << "closed at the end of the sequence";
+}
+
+TEST_F(EnumerationContextsTest, AnEnumerationIsProducedLazilyAndClosingStopsItsProducer) {
+    FakeProducer& p = producer(1000000);
+    Batch b = open(p, 100);
+    b = pull(b.context, 100);
+    ASSERT_EQ(b.results.size(), 100u);
+    EXPECT_EQ(idOf(b.results.back()), 199u);
+    EXPECT_LE(p.offered.load(), 200u + _limits.buffer + 1) << "more produced than the buffer allows";
+
+    table.close(b.context);
+    table.waitIdle();
+    EXPECT_TRUE(p.refused.load()) << "the producer was not told to stop";
+    EXPECT_LE(p.offered.load(), 200u + _limits.buffer + 1);
+    EXPECT_EQ(table.openCount(), 0u);
+    EXPECT_EQ(codeOf([&] { pull(b.context, 1); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+    EXPECT_EQ(codeOf([&] { table.close(b.context); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+}
+
+TEST_F(EnumerationContextsTest, APullOfTheWrongKindIsRefusedAndLeavesTheEnumerationUsable) {
+    FakeProducer& p = producer(10);
+    Batch b = open(p, 2);
+    EXPECT_EQ(codeOf([&] { table.pull<Instance>(b.context, Kind::InstancesWithPath, 1); }),
+              pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+    EXPECT_EQ(codeOf([&] { table.pull<Instance>(b.context, Kind::Instances, 1); }),
+              pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+    b = pull(b.context, 100);
+    EXPECT_EQ(b.results.size(), 8u);
+    EXPECT_TRUE(b.endOfSequence);
+    EXPECT_EQ(codeOf([&] { pull("no-such-context", 1); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+}
+
+TEST_F(EnumerationContextsTest, OperationTimeoutsOutsideTheDocumentedRangeAreRefused) {
+    EXPECT_EQ(table.timeoutFor(IOperationTimeout::OPERATION_TIMEOUT_ABSENT), EnumerationContexts::Clock::duration(30s));
+    EXPECT_EQ(table.timeoutFor(1), EnumerationContexts::Clock::duration(1s));
+    EXPECT_EQ(table.timeoutFor(600), EnumerationContexts::Clock::duration(600s));
+    EXPECT_EQ(codeOf([&] { table.timeoutFor(0); }), pulled::CIM_ERR_INVALID_OPERATION_TIMEOUT);
+    EXPECT_EQ(codeOf([&] { table.timeoutFor(601); }), pulled::CIM_ERR_INVALID_OPERATION_TIMEOUT);
+}
+
+TEST_F(EnumerationContextsTest, AnIdleEnumerationExpiresOnAccessAndInTheSweep) {
+    FakeProducer& first = producer(1000);
+    FakeProducer& second = producer(1000);
+    Batch a = table.open<Path>(Kind::InstancePaths, first.producer(), 5s, 1);
+    Batch b = table.open<Path>(Kind::InstancePaths, second.producer(), 20s, 1);
+    advance(5s);
+    a = pull(a.context, 1);  // exactly the timeout is not beyond it
+    advance(6s);
+    EXPECT_EQ(codeOf([&] { pull(a.context, 1); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT) << "expired";
+    EXPECT_EQ(table.openCount(), 1u);
+
+    EXPECT_EQ(table.sweep(), 0u) << "the second has 20 s";
+    advance(10s);
+    EXPECT_EQ(table.sweep(), 1u);
+    EXPECT_EQ(table.openCount(), 0u);
+    table.waitIdle();
+    EXPECT_TRUE(first.refused.load());
+    EXPECT_TRUE(second.refused.load()) << "the sweep did not release the producer";
+    EXPECT_EQ(codeOf([&] { table.close(b.context); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+}
+
+TEST_F(EnumerationContextsTest, TheSweeperClosesExpiredEnumerationsWithoutAnyRequest) {
+    EnumerationLimits l = limits();
+    l.sweepInterval = 10ms;
+    EnumerationContexts swept(l, [this] { return now(); });
+    FakeProducer& p = producer(1000);
+    swept.open<Path>(Kind::InstancePaths, p.producer(), 1s, 1);
+    advance(2s);
+    for (int i = 0; i < 1000 && swept.openCount() != 0; ++i) std::this_thread::sleep_for(5ms);
+    EXPECT_EQ(swept.openCount(), 0u);
+    swept.waitIdle();
+    EXPECT_TRUE(p.refused.load());
+}
+
+TEST_F(EnumerationContextsTest, OpenEnumerationsAreCappedAndAClosedOneFreesItsPlace) {
+    EnumerationLimits l = limits();
+    l.maxOpen = 3;
+    EnumerationContexts small(l);
+    FakeProducer& p1 = producer(100);
+    FakeProducer& p2 = producer(100);
+    FakeProducer& p3 = producer(100);
+    FakeProducer& p4 = producer(100);
+    std::string const first = small.open<Path>(Kind::InstancePaths, p1.producer(), 30s, 0).context;
+    small.open<Path>(Kind::InstancePaths, p2.producer(), 30s, 0);
+    small.open<Path>(Kind::InstancePaths, p3.producer(), 30s, 0);
+    EXPECT_EQ(codeOf([&] { small.open<Path>(Kind::InstancePaths, p4.producer(), 30s, 0); }),
+              pulled::CIM_ERR_SERVER_LIMITS_EXCEEDED);
+    EXPECT_EQ(p4.offered.load(), 0u) << "a refused enumeration ran its producer";
+    small.close(first);
+    EXPECT_EQ(small.open<Path>(Kind::InstancePaths, p4.producer(), 30s, 1).results.size(), 1u);
+}
+
+TEST_F(EnumerationContextsTest, TooManyZeroCountPullsInARowCloseTheEnumeration) {
+    EnumerationLimits l = limits();
+    l.maxZeroCountPulls = 3;
+    EnumerationContexts small(l);
+    FakeProducer& p = producer(100);
+    Batch b = small.open<Path>(Kind::InstancePaths, p.producer(), 30s, 0);
+    for (int i = 0; i < 3; ++i) b = small.pull<Path>(b.context, Kind::InstancePaths, 0);
+    b = small.pull<Path>(b.context, Kind::InstancePaths, 1);  // a count resets the run
+    for (int i = 0; i < 3; ++i) {
+        b = small.pull<Path>(b.context, Kind::InstancePaths, 0);
+        EXPECT_TRUE(b.results.empty());
+        EXPECT_FALSE(b.endOfSequence);
+    }
+    EXPECT_EQ(codeOf([&] { small.pull<Path>(b.context, Kind::InstancePaths, 0); }),
+              pulled::CIM_ERR_SERVER_LIMITS_EXCEEDED);
+    EXPECT_EQ(small.openCount(), 0u);
+}
+
+TEST_F(EnumerationContextsTest, CountsAboveTheMaximumAreServedAsTheMaximum) {
+    EnumerationLimits l = limits();
+    l.maxObjectCount = 10;
+    EnumerationContexts small(l);
+    FakeProducer& p = producer(100);
+    Batch b = small.open<Path>(Kind::InstancePaths, p.producer(), 30s, 0xFFFFFFFFu);
+    EXPECT_EQ(b.results.size(), 10u);
+    EXPECT_EQ(small.pull<Path>(b.context, Kind::InstancePaths, 1000).results.size(), 10u);
+}
+
+TEST_F(EnumerationContextsTest, ASlowProducerGetsAnAnswerAfterTheWaitWithWhatIsThere) {
+    EnumerationLimits l = limits();
+    l.pullWait = 100ms;
+    EnumerationContexts small(l);
+    std::atomic<bool> goOn{false};
+    Producer<Path> slow = [&goOn](Sink<Path> const& out) {
+        if (!out(item(0))) return;
+        while (!goOn.load()) std::this_thread::sleep_for(1ms);
+        for (unsigned i = 1; i < 5; ++i)
+            if (!out(item(i))) return;
+    };
+    auto const started = std::chrono::steady_clock::now();
+    Batch b = small.open<Path>(Kind::InstancePaths, slow, 30s, 10);
+    EXPECT_GE(std::chrono::steady_clock::now() - started, 100ms);
+    ASSERT_EQ(b.results.size(), 1u);
+    EXPECT_FALSE(b.endOfSequence);
+    b = small.pull<Path>(b.context, Kind::InstancePaths, 10);
+    EXPECT_TRUE(b.results.empty()) << "nothing came, and the pull still answered";
+    EXPECT_FALSE(b.endOfSequence);
+    goOn = true;
+    std::vector<unsigned> rest;
+    while (!b.endOfSequence) {
+        b = small.pull<Path>(b.context, Kind::InstancePaths, 10);
+        for (Path const& r : b.results) rest.push_back(idOf(r));
+    }
+    EXPECT_EQ(rest, (std::vector<unsigned>{1, 2, 3, 4}));
+}
+
+TEST_F(EnumerationContextsTest, AProducerFailureComesAfterTheResultsBeforeItAndClosesTheEnumeration) {
+    FakeProducer& p = producer(100, 3);
+    Batch b = open(p, 10);
+    EXPECT_EQ(b.results.size(), 3u) << "the results before the failure";
+    EXPECT_FALSE(b.endOfSequence);
+    std::string const last = b.context;
+    try {
+        pull(last, 10);
+        ADD_FAILURE() << "the failure was not reported";
+    } catch (KivoBaseException const& e) {
+        EXPECT_EQ(e.getCode(), 2);
+        EXPECT_EQ(e.getMessage(), "disk on fire");
+    }
+    EXPECT_EQ(table.openCount(), 0u);
+
+    FakeProducer& atOnce = producer(100, 0);
+    EXPECT_EQ(codeOf([&] { open(atOnce, 10); }), 2) << "a failure before any result is the Open's";
+    EXPECT_EQ(table.openCount(), 0u);
+}
+
+TEST_F(EnumerationContextsTest, CloseAllReleasesBlockedProducersAndTheTableStaysUsable) {
+    FakeProducer& a = producer(100000);
+    FakeProducer& b = producer(100000);
+    open(a, 1);
+    open(b, 0);
+    table.closeAll();
+    table.waitIdle();
+    EXPECT_EQ(table.producersRunning(), 0);
+    EXPECT_EQ(table.openCount(), 0u);
+    FakeProducer& c = producer(3);
+    EXPECT_TRUE(open(c, 10).endOfSequence);
+}
+
+TEST_F(EnumerationContextsTest, DestructionJoinsProducersBlockedOnAFullBuffer) {
+    FakeProducer& p = producer(100000);
+    {
+        EnumerationContexts scoped(limits());
+        scoped.open<Path>(Kind::InstancePaths, p.producer(), 30s, 1);
+    }
+    EXPECT_TRUE(p.refused.load());
+}
+
+TEST_F(EnumerationContextsTest, ManyClientsAtOnceEachGetTheirOwnResultsExactlyOnce) {
+    constexpr int kClients = 6;
+    constexpr unsigned kEach = 3000;
+    std::vector<FakeProducer*> producers;
+    for (int i = 0; i < kClients; ++i) producers.push_back(&producer(kEach));
+    std::atomic<int> failures{0};
+    std::atomic<bool> done{false};
+    std::vector<std::thread> clients;
+    for (int c = 0; c < kClients; ++c) {
+        clients.emplace_back([&, c] {
+            std::vector<unsigned> seen;
+            Batch b = open(*producers[c], static_cast<std::uint32_t>(c));
+            for (std::uint32_t n = 1; !b.endOfSequence; n = n % 97 + 1) {
+                for (Path const& r : b.results) seen.push_back(idOf(r));
+                b = pull(b.context, n);
+            }
+            for (Path const& r : b.results) seen.push_back(idOf(r));
+            if (seen.size() != kEach) ++failures;
+            for (unsigned i = 0; i < seen.size(); ++i)
+                if (seen[i] != i) ++failures;
+        });
+    }
+    // Meanwhile: sweeps, and guesses at ids that must all be refused.
+    std::thread meddler([&] {
+        while (!done.load()) {
+            table.sweep();
+            if (codeOf([&] { table.close("0000000000000000.1"); }) != pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT)
+                ++failures;
+            std::this_thread::yield();
+        }
+    });
+    for (std::thread& t : clients) t.join();
+    done = true;
+    meddler.join();
+    EXPECT_EQ(failures.load(), 0);
+    EXPECT_EQ(table.openCount(), 0u);
+}
+
+TEST_F(EnumerationContextsTest, TwoPullsRacingForOneIdAreServedOnce) {
+    for (int round = 0; round < 50; ++round) {
+        FakeProducer& p = producer(1000);
+        std::string const id = open(p, 0).context;
+        std::atomic<int> served{0}, refused{0};
+        auto racer = [&] {
+            int const code = codeOf([&] { pull(id, 5); });
+            (code == 0 ? served : refused)++;
+            if (code != 0 && code != pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT) ADD_FAILURE() << code;
+        };
+        std::thread a(racer), b(racer);
+        a.join();
+        b.join();
+        ASSERT_EQ(served.load(), 1);
+        ASSERT_EQ(refused.load(), 1);
+        table.closeAll();
+    }
+}
+
+}  // namespace
