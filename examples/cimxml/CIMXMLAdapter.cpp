@@ -14,6 +14,8 @@
 #include "KivoUtilities/KVOHTTPResponse.h"
 #include "KivoUtilities/KVOSocket.h"
 
+#include <algorithm>
+
 namespace cimxmlpa {
 
 namespace {
@@ -121,21 +123,72 @@ void log(KVOString const& message, KivoTraceLog::Severity severity) {
     AdapterUtils::log(WHO, message, severity);
 }
 
+// Reads and drops the body of a request that is not served, when it is small
+// and delimited by its length. True when the connection stands at the next
+// request afterwards.
+bool dropBody(KVOHTTPRequest const& request, KVOGenericHTTPIStream& istr, long limit) {
+    if (request.getHeaderField("Transfer-Encoding") != nullptr) return false;
+    if (request.hasHeaderToken("Expect", "100-continue")) return false;  // the body would only come after a 100
+    long const length = request.getContentLength();
+    if (length == KVOHTTPRequest::CONTENT_LENGTH_ABSENT) return true;
+    if (length < 0 || length > limit) return false;
+    char scratch[4096];
+    for (long left = length; left > 0;) {
+        long const n = istr.read(scratch, std::min<long>(left, static_cast<long>(sizeof scratch)));
+        if (n <= 0) return false;
+        left -= n;
+    }
+    if (KVOSocket* socket = istr.getSocket()) socket->endRequestBody();
+    return true;
+}
+
 }  // namespace
 
 CIMXMLAdapter::CIMXMLAdapter(IKivoOperationHandlerContext& context, Options options)
     : _context(context), _options(options) {}
 
+std::optional<KVOSmrPtr<qora::security::ISecurityToken>> CIMXMLAdapter::authenticate(
+    KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr, std::string const& peer,
+    bool& keepAlive) {
+    if (!_options.authenticator) return KVOSmrPtr<qora::security::ISecurityToken>();
+    KVOString const* field = request.getHeaderField("Authorization");
+    std::optional<std::string> user = _options.authenticator->check(field != nullptr ? &field->str() : nullptr);
+    if (user) return KVOSmrPtr<qora::security::ISecurityToken>(new UserToken(*user));
+
+    log("Request from " + peer + (field != nullptr ? " with wrong credentials" : " without credentials") +
+            " answered 401",
+        KivoTraceLog::KIVO_INFORMATION);
+    bool const http10 = request.getProtocolEnum() == KVOHTTPRequest::HTTP_1_0;
+    keepAlive = !http10 && request.isKeepAlive() && _options.persistConnections &&
+                dropBody(request, istr, MAX_DRAINED_BODY);
+    KVOHTTPResponse response;
+    response.setProtocol(http10 ? "HTTP/1.0" : "HTTP/1.1");
+    response.setStatus("401");
+    response.setReasonPhrase("Unauthorized");
+    response.setHeaderField("WWW-Authenticate", _options.authenticator->challenge());
+    response.setContentLength(0);
+    if (!keepAlive) response.setConnection("close", false);
+    ostr.setStreamType(KVOGenericHTTPOStream::StreamType::NotEncoded);
+    response.writeResponseTo(ostr);
+    ostr.flush();
+    return std::nullopt;
+}
+
 bool CIMXMLAdapter::processRequest(KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr,
                                    ClientAddress const& client) {
+    std::string const peer = client.peerAddress + ":" + client.peerPort;
+    bool authKeepAlive = false;
+    std::optional<KVOSmrPtr<qora::security::ISecurityToken>> authorized =
+        authenticate(request, istr, ostr, peer, authKeepAlive);
+    if (!authorized) return authKeepAlive;
+    KVOSmrPtr<qora::security::ISecurityToken> const token = *authorized;
+
     RequestRegistration registration(_context);
     bool const http10 = request.getProtocolEnum() == KVOHTTPRequest::HTTP_1_0;
     KVOHTTPResponse response;
     response.setProtocol(http10 ? "HTTP/1.0" : "HTTP/1.1");
     bool persistConnection = _options.persistConnections;
     bool clientStreamsImported = false;
-    KVOSmrPtr<qora::security::ISecurityToken> token;  // no authentication yet: an anonymous principal
-    std::string const peer = client.peerAddress + ":" + client.peerPort;
 
     KVOString body;
     try {
@@ -150,7 +203,16 @@ bool CIMXMLAdapter::processRequest(KVOHTTPRequest& request, KVOGenericHTTPIStrea
         return false;
     }
 
-    bool const keepAlive = !http10 && request.isKeepAlive() && persistConnection;
+    // The intake reads a body in chunks when the request names a transfer
+    // coding and no length; its reader ends such a body at the first size line
+    // it cannot parse, without error, so where the body really ended is not
+    // known. The connection closes after the response rather than reading what
+    // follows as another request.
+    bool const chunkedBody = !http10 &&
+                             (request.getHeaderField("Transfer-Encoding") != nullptr ||
+                              request.getHeaderField("TE") != nullptr) &&
+                             request.getContentLength() <= 0;
+    bool const keepAlive = !http10 && request.isKeepAlive() && persistConnection && !chunkedBody;
     if (!keepAlive) response.setConnection("close", false);
 
     CIMXMLRequest parsed;

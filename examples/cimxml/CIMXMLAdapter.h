@@ -2,6 +2,17 @@
 // over HTTP) whose head the HTTP listener has read.
 //
 // For each request it
+// 0. when authentication is on (Options::authenticator), checks the
+//    Authorization field first (BasicAuth.h). A request without valid
+//    credentials is answered 401 with WWW-Authenticate and an empty body,
+//    before the intake counts it and before any operation exists. Its body is
+//    read and dropped when it is delimited by a Content-Length of at most
+//    MAX_DRAINED_BODY bytes and no 100-continue is awaited, so that the
+//    connection can carry the client's next attempt; any other body is left
+//    unread and the connection closes (the listener's lingering close lets
+//    the 401 reach the client first). An authenticated request's operation
+//    carries a UserToken naming the user; without authentication the token is
+//    null (an anonymous principal);
 // 1. takes the body through the library's intake
 //    (qora::pa::common::HTTPAdapterInput::getHttpPayload), which also fixes
 //    the response framing, counts the request in with the object manager and
@@ -18,7 +29,11 @@
 //      DTDVERSION not 2.x                              501 unsupported-dtd-version
 //      a body that is not well-formed XML              400 request-not-well-formed
 //      well-formed, but not a valid request            400 request-not-valid
-//    and a method other than POST with 405 (M-POST with 501);
+//    and a method other than POST with 405 (M-POST with 501).
+//    A request whose body came in chunks is answered with "Connection:
+//    close": the intake's chunked reader ends a body at a size line it cannot
+//    parse without reporting it, so the rest of the connection cannot be
+//    trusted to start at the next request;
 // 3. builds the operation object (CIMXMLOperations.h) with the namespace,
 //    class name, authorization, client information and parameters, and runs
 //    it with process(), whose writeResponse answers in DSP0201.
@@ -35,8 +50,11 @@
 // thread-safe.
 #pragma once
 
+#include "BasicAuth.h"
 #include "CIMXMLOperations.h"
 
+#include <memory>
+#include <optional>
 #include <string>
 
 class IKivoOperationHandlerContext;
@@ -62,7 +80,12 @@ public:
         // connection can carry the next request.
         bool persistConnections = true;
         OperationSettings operations;
+        // Null: no authentication, every request is served anonymously.
+        std::shared_ptr<BasicAuthenticator const> authenticator;
     };
+
+    // Longest body read and dropped after a 401 to keep the connection.
+    static constexpr long MAX_DRAINED_BODY = 65536;
 
     CIMXMLAdapter(IKivoOperationHandlerContext& context, Options options);
 
@@ -72,6 +95,15 @@ public:
                         ClientAddress const& client);
 
 private:
+    // Checks the credentials when authentication is on. Returns the token of
+    // the authenticated user (null without authentication), or answers 401
+    // and returns nothing; `keepAlive` then tells whether the connection may
+    // carry another request.
+    std::optional<KVOSmrPtr<qora::security::ISecurityToken>> authenticate(KVOHTTPRequest& request,
+                                                                          KVOGenericHTTPIStream& istr,
+                                                                          KVOGenericHTTPOStream& ostr,
+                                                                          std::string const& peer, bool& keepAlive);
+
     IKivoOperationHandlerContext& _context;
     Options const _options;
 };

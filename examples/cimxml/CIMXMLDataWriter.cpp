@@ -414,21 +414,39 @@ void CIMXMLDataWriter::writeNamedInstance(std::string& out, IKivoObject const& i
 void CIMXMLDataWriter::writeObjectWithPath(std::string& out, IKivoValue const& object) {
     out += "<VALUE.OBJECTWITHPATH>";
     if (KVOSmrPtr<IKivoObject> inst = object.getInstance()) {
-        if (KVOSmrPtr<IKivoInstanceName> path = inst->getInstanceName()) {
-            writeInstancePath(out, *path);
-        } else {
-            out += "<INSTANCEPATH>";
-            writeNamespacePath(out, KVOString(), _nameSpace);
-            out += "<INSTANCENAME";
-            attr(out, "CLASSNAME", inst->getClassName());
-            out += "></INSTANCENAME></INSTANCEPATH>";
-        }
+        writeOwnInstancePath(out, *inst);
         writeInstance(out, *inst);
     } else if (KVOSmrPtr<IKivoClass> cls = object.getClass()) {
         writeClassPath(out, KVOString(), _nameSpace, cls->getName());
         writeClass(out, cls);
     }
     out += "</VALUE.OBJECTWITHPATH>";
+}
+
+void CIMXMLDataWriter::writeOwnInstancePath(std::string& out, IKivoObject const& instance) {
+    if (KVOSmrPtr<IKivoInstanceName> path = instance.getInstanceName()) {
+        writeInstancePath(out, *path);
+    } else {
+        out += "<INSTANCEPATH>";
+        writeNamespacePath(out, KVOString(), _nameSpace);
+        out += "<INSTANCENAME";
+        attr(out, "CLASSNAME", instance.getClassName());
+        out += "></INSTANCENAME></INSTANCEPATH>";
+    }
+}
+
+void CIMXMLDataWriter::writeObjectWithPath(std::string& out, IKivoObject const& instance) {
+    out += "<VALUE.OBJECTWITHPATH>";
+    writeOwnInstancePath(out, instance);
+    writeInstance(out, instance);
+    out += "</VALUE.OBJECTWITHPATH>";
+}
+
+void CIMXMLDataWriter::writeInstanceWithPath(std::string& out, IKivoObject const& instance) {
+    out += "<VALUE.INSTANCEWITHPATH>";
+    writeOwnInstancePath(out, instance);
+    writeInstance(out, instance);
+    out += "</VALUE.INSTANCEWITHPATH>";
 }
 
 }  // namespace cimxmlpa

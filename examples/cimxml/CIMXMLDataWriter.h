@@ -52,6 +52,12 @@ public:
     void writeNamedInstance(std::string& out, IKivoObject const& instance);
     // VALUE.OBJECTWITHPATH for an instance or class carried as a value.
     void writeObjectWithPath(std::string& out, IKivoValue const& object);
+    // VALUE.OBJECTWITHPATH for an instance (ExecQuery).
+    void writeObjectWithPath(std::string& out, IKivoObject const& instance);
+    // VALUE.INSTANCEWITHPATH: the instance's INSTANCEPATH (an empty
+    // INSTANCENAME of its class when it carries no path) and the INSTANCE
+    // (pulled enumerations).
+    void writeInstanceWithPath(std::string& out, IKivoObject const& instance);
     // OBJECTPATH holding an INSTANCEPATH, or for `asClassPath` the CLASSPATH
     // of the path's class (the results of a class-level traversal).
     void writeObjectPath(std::string& out, IKivoInstanceName const& path, bool asClassPath);
@@ -75,6 +81,8 @@ private:
     void writeQualifiers(std::string& out, std::vector<KVOSmrPtr<IKivoQualifier>> const& qualifiers);
     void writeScalarText(std::string& out, IKivoValue const& value);
     void writeLocalNamespacePath(std::string& out, KVOString const& nameSpace);
+    // The instance's own INSTANCEPATH, or one without keys when it has none.
+    void writeOwnInstancePath(std::string& out, IKivoObject const& instance);
     // NAMESPACEPATH with `host` (this response's host when empty).
     void writeNamespacePath(std::string& out, KVOString const& host, KVOString const& nameSpace);
     void writeClassPath(std::string& out, KVOString const& host, KVOString const& nameSpace, KVOString const& className);

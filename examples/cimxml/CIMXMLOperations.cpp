@@ -1,8 +1,11 @@
 #include "CIMXMLOperations.h"
 
+#include "CIMXMLExecuteQuery.h"
 #include "CIMXMLParams.h"
 
 #include "Cimom/ProtocolAdapter/Common/AdapterException.h"
+#include "Cimom/ProtocolAdapter/Common/CloseEnumerationOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/ExecQueryOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorsOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoCreateInstanceOperationBase.h"
@@ -21,6 +24,16 @@
 #include "Cimom/ProtocolAdapter/Common/KivoReferenceNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoReferencesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoSetPropertyOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/OpenAssociatorInstancePathsOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/OpenAssociatorInstancesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/OpenEnumerateInstancePathsOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/OpenEnumerateInstancesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/OpenQueryInstancesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/OpenReferenceInstancePathsOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/OpenReferenceInstancesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/PullInstancePathsOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/PullInstancesOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/PullInstancesWithPathOperationBase.h"
 #include "Cimom/ProtocolAdapter/KivoClassOriginatedOperation.h"
 #include "KivoUtilities/CKivoData.h"
 
@@ -31,7 +44,11 @@ namespace cimxmlpa {
 namespace {
 
 // The one concrete class of every operation: the library's base plus
-// isValid and writeResponse.
+// isValid and writeResponse. (The open operations' bases reach their
+// intrinsic twin's interface twice, through virtual bases that hold nothing:
+// see their headers.)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winaccessible-base"
 template <class Traits>
 class CIMXMLOperation final : public Traits::Base {
 public:
@@ -52,6 +69,7 @@ public:
 private:
     ResponseChannel& _channel;
 };
+#pragma GCC diagnostic pop
 
 template <class Base>
 using Table = std::vector<ParamSpec<Base>>;
@@ -417,6 +435,238 @@ struct ReferenceNamesTraits {
     }
 };
 
+
+// --- Pulled enumerations and ExecQuery -------------------------------------
+
+// The parameters every Open shares (DSP0200 1.3): the filter, the idle time
+// the enumeration may spend between requests, continue-on-error and the size
+// of the first batch (absent: 0).
+template <class Base>
+Table<Base> withOpenParams(Table<Base> table, bool filterIsTheQuery = false) {
+    ParamPresence const filter = filterIsTheQuery ? Required : Optional;
+    table.push_back(param<Base>(&Base::setFilterQueryLanguage, "FilterQueryLanguage", filter, &ParamReaders::optionalString));
+    table.push_back(param<Base>(&Base::setFilterQuery, "FilterQuery", filter, &ParamReaders::optionalString));
+    table.push_back(param<Base>(&Base::setOperationTimeout, "OperationTimeout", Optional, &ParamReaders::operationTimeout));
+    table.push_back(boolParam<Base>(&Base::setContinueOnError, "ContinueOnError"));
+    table.push_back(param<Base>(&Base::setMaxObjectCount, "MaxObjectCount", Optional, &ParamReaders::uint32));
+    return table;
+}
+
+// The InstanceName of the association Opens: the instance the traversal
+// starts from.
+template <class Base>
+ParamSpec<Base> sourceInstanceParam() {
+    return instanceNameParam<Base>(&Base::setSourceInstance, "InstanceName");
+}
+
+// The Pulls' parameters: the context and the size of the batch.
+template <class Base>
+Table<Base> const& pullParams() {
+    static Table<Base> const table = {
+        param<Base>(&Base::setEnumerationContext, "EnumerationContext", Required, &ParamReaders::string),
+        param<Base>(&Base::setMaxObjectCount, "MaxObjectCount", Required, &ParamReaders::uint32),
+    };
+    return table;
+}
+
+// How the results of the pulled enumerations are written.
+struct PulledItems {
+    static void withPath(ResponseChannel& ch, std::string& out, KVOSmrPtr<IKivoObject> const& i) {
+        if (i) ch.dataWriter().writeInstanceWithPath(out, *i);
+    }
+    // The association Opens carry their instances as values.
+    static void withPath(ResponseChannel& ch, std::string& out, KVOSmrPtr<IKivoValue> const& v) {
+        if (KVOSmrPtr<IKivoObject> i = v ? v->getInstance() : nullptr) ch.dataWriter().writeInstanceWithPath(out, *i);
+    }
+    static void path(ResponseChannel& ch, std::string& out, KVOSmrPtr<IKivoInstanceName> const& p) {
+        if (p) ch.dataWriter().writeInstancePath(out, *p);
+    }
+    static void instance(ResponseChannel& ch, std::string& out, KVOSmrPtr<IKivoObject> const& i) {
+        if (i) ch.dataWriter().writeInstance(out, *i);
+    }
+};
+
+// A pulled response: the batch, then EndOfSequence and EnumerationContext
+// (after what `more` writes, for OpenQueryInstances' QueryResultClass).
+template <class Base, class Item>
+void writePulled(Base& op, ResponseChannel& ch, Item item, ResponseChannel::ContentWriter const& more = {}) {
+    ch.writeResults(
+        op, [&](std::string& out, auto const& result) { item(ch, out, result); },
+        [&](std::string& out) {
+            if (more) more(out);
+            ResponseChannel::writePullValues(out, op.getEndOfSequence(), op.getEnumerationContext());
+        });
+}
+
+struct OpenEnumerateInstancesTraits {
+    using Base = OpenEnumerateInstancesOperationBase;
+    static constexpr char const* name = "OpenEnumerateInstances";
+    static Table<Base> const& params() {
+        static Table<Base> const table = withOpenParams<Base>({
+            classNameParam<Base>(Required),
+            boolParam<Base>(&Base::setDeepInheritance, "DeepInheritance"),
+            boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"),
+            propertyListParam<Base>(),
+        });
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) {
+        writePulled(op, ch, [](auto& c, std::string& out, KVOSmrPtr<IKivoObject> const& i) { PulledItems::withPath(c, out, i); });
+    }
+};
+
+struct OpenEnumerateInstancePathsTraits {
+    using Base = OpenEnumerateInstancePathsOperationBase;
+    static constexpr char const* name = "OpenEnumerateInstancePaths";
+    static Table<Base> const& params() {
+        static Table<Base> const table = withOpenParams<Base>({classNameParam<Base>(Required)});
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::path); }
+};
+
+struct OpenReferenceInstancesTraits {
+    using Base = OpenReferenceInstancesOperationBase;
+    static constexpr char const* name = "OpenReferenceInstances";
+    static Table<Base> const& params() {
+        static Table<Base> const table = withOpenParams<Base>({
+            sourceInstanceParam<Base>(),
+            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
+            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
+            boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"),
+            propertyListParam<Base>(),
+        });
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) {
+        writePulled(op, ch, [](auto& c, std::string& out, KVOSmrPtr<IKivoValue> const& v) { PulledItems::withPath(c, out, v); });
+    }
+};
+
+struct OpenReferenceInstancePathsTraits {
+    using Base = OpenReferenceInstancePathsOperationBase;
+    static constexpr char const* name = "OpenReferenceInstancePaths";
+    static Table<Base> const& params() {
+        static Table<Base> const table = withOpenParams<Base>({
+            sourceInstanceParam<Base>(),
+            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
+            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
+        });
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::path); }
+};
+
+struct OpenAssociatorInstancesTraits {
+    using Base = OpenAssociatorInstancesOperationBase;
+    static constexpr char const* name = "OpenAssociatorInstances";
+    static Table<Base> const& params() {
+        static Table<Base> const table = withOpenParams<Base>({
+            sourceInstanceParam<Base>(),
+            param<Base>(&Base::setAssociationClass, "AssocClass", Optional, &ParamReaders::className),
+            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
+            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
+            param<Base>(&Base::setResultRole, "ResultRole", Optional, &ParamReaders::optionalString),
+            boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"),
+            propertyListParam<Base>(),
+        });
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) {
+        writePulled(op, ch, [](auto& c, std::string& out, KVOSmrPtr<IKivoValue> const& v) { PulledItems::withPath(c, out, v); });
+    }
+};
+
+struct OpenAssociatorInstancePathsTraits {
+    using Base = OpenAssociatorInstancePathsOperationBase;
+    static constexpr char const* name = "OpenAssociatorInstancePaths";
+    static Table<Base> const& params() {
+        static Table<Base> const table = withOpenParams<Base>({
+            sourceInstanceParam<Base>(),
+            param<Base>(&Base::setAssociationClass, "AssocClass", Optional, &ParamReaders::className),
+            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
+            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
+            param<Base>(&Base::setResultRole, "ResultRole", Optional, &ParamReaders::optionalString),
+        });
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::path); }
+};
+
+struct OpenQueryInstancesTraits {
+    using Base = OpenQueryInstancesOperationBase;
+    static constexpr char const* name = "OpenQueryInstances";
+    static Table<Base> const& params() {
+        static Table<Base> const table = withOpenParams<Base>(
+            {boolParam<Base>(&Base::setReturnQueryResultClass, "ReturnQueryResultClass")}, true);
+        return table;
+    }
+    // QueryResultClass when asked for (and found), before the pull values.
+    static void write(Base& op, ResponseChannel& ch) {
+        writePulled(op, ch, &PulledItems::instance, [&](std::string& out) {
+            if (!op.getReturnQueryResultClass()) return;
+            if (KVOSmrPtr<IKivoClass> cls = op.getQueryResultClass()) {
+                out += "<PARAMVALUE NAME=\"QueryResultClass\">";
+                ch.dataWriter().writeClass(out, cls);
+                out += "</PARAMVALUE>";
+            }
+        });
+    }
+};
+
+struct PullInstancesWithPathTraits {
+    using Base = PullInstancesWithPathOperationBase;
+    static constexpr char const* name = "PullInstancesWithPath";
+    static Table<Base> const& params() { return pullParams<Base>(); }
+    static void write(Base& op, ResponseChannel& ch) {
+        writePulled(op, ch, [](auto& c, std::string& out, KVOSmrPtr<IKivoObject> const& i) { PulledItems::withPath(c, out, i); });
+    }
+};
+
+struct PullInstancePathsTraits {
+    using Base = PullInstancePathsOperationBase;
+    static constexpr char const* name = "PullInstancePaths";
+    static Table<Base> const& params() { return pullParams<Base>(); }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::path); }
+};
+
+struct PullInstancesTraits {
+    using Base = PullInstancesOperationBase;
+    static constexpr char const* name = "PullInstances";
+    static Table<Base> const& params() { return pullParams<Base>(); }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::instance); }
+};
+
+struct CloseEnumerationTraits {
+    using Base = CloseEnumerationOperationBase;
+    static constexpr char const* name = "CloseEnumeration";
+    static Table<Base> const& params() {
+        static Table<Base> const table = {
+            param<Base>(&Base::setEnumerationContext, "EnumerationContext", Required, &ParamReaders::string),
+        };
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { ch.writeSingle(op, {}); }
+};
+
+// ExecQuery (whole instances, SELECT *): VALUE.OBJECTWITHPATH per instance.
+struct ExecQueryTraits {
+    using Base = ExecQueryOperationBase;
+    static constexpr char const* name = "ExecQuery";
+    static Table<Base> const& params() {
+        static Table<Base> const table = {
+            param<Base>(&Base::setFilterQueryLanguage, "QueryLanguage", Required, &ParamReaders::string),
+            param<Base>(&Base::setFilterQuery, "Query", Required, &ParamReaders::string),
+        };
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) {
+        ch.writeStream(op, [&](std::string& out, KVOSmrPtr<IKivoObject> const& i) {
+            if (i) ch.dataWriter().writeObjectWithPath(out, *i);
+        });
+    }
+};
+
 // --- Extrinsic methods -------------------------------------------------------
 
 struct InvokeMethodTraits {
@@ -485,12 +735,15 @@ struct InvokeMethodTraits {
 
 // Whether the base's constructor takes the capacity of its result collection
 // (the streamed operations whose capacity the adapter chooses).
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winaccessible-base"
 template <class Base>
 struct ConstructorProbe final : Base {
     using Base::Base;
     bool isValid() const override { return false; }
     void writeResponse(KVOGenericHTTPOStream&) override {}
 };
+#pragma GCC diagnostic pop
 template <class Base>
 constexpr bool takesBound = std::is_constructible_v<ConstructorProbe<Base>, IKivoOperationHandlerContext*, unsigned>;
 
@@ -499,7 +752,9 @@ KVOSmrPtr<KivoOperationBase> build(CIMXMLRequest const& request, ResponseChannel
                                    IKivoOperationHandlerContext* context, OperationSettings const& settings) {
     using Base = typename Traits::Base;
     CIMXMLOperation<Traits>* op;
-    if constexpr (takesBound<Base>) {
+    if constexpr (std::is_base_of_v<CloseEnumerationOperationBase, Base>) {
+        op = new CIMXMLOperation<Traits>(channel, context, KVOString());  // the context is a parameter
+    } else if constexpr (takesBound<Base>) {
         op = new CIMXMLOperation<Traits>(channel, context, settings.streamBound);
     } else {
         op = new CIMXMLOperation<Traits>(channel, context);
@@ -549,6 +804,18 @@ constexpr IntrinsicEntry intrinsics[] = {
     entry<ReferenceNamesTraits>(),
     entry<GetQualifierTraits>(),
     entry<EnumerateQualifiersTraits>(),
+    entry<OpenEnumerateInstancesTraits>(),
+    entry<OpenEnumerateInstancePathsTraits>(),
+    entry<OpenReferenceInstancesTraits>(),
+    entry<OpenReferenceInstancePathsTraits>(),
+    entry<OpenAssociatorInstancesTraits>(),
+    entry<OpenAssociatorInstancePathsTraits>(),
+    entry<OpenQueryInstancesTraits>(),
+    entry<PullInstancesWithPathTraits>(),
+    entry<PullInstancePathsTraits>(),
+    entry<PullInstancesTraits>(),
+    entry<CloseEnumerationTraits>(),
+    entry<ExecQueryTraits>(),
 };
 
 IntrinsicEntry const* findIntrinsic(std::string_view name) {
@@ -567,6 +834,7 @@ bool isImplementedIntrinsic(std::string_view methodName) {
 KVOSmrPtr<KivoOperationBase> buildOperation(CIMXMLRequest const& request, ResponseChannel& channel,
                                             IKivoOperationHandlerContext* context, OperationSettings const& settings) {
     if (!request.isIntrinsic()) return build<InvokeMethodTraits>(request, channel, context, settings);
+    if (isRowQuery(request)) return buildExecuteQuery(request, channel, context, settings);
     IntrinsicEntry const* e = findIntrinsic(request.methodName());
     return e != nullptr ? e->build(request, channel, context, settings) : nullptr;
 }

@@ -13,10 +13,24 @@
 // (GetClass, EnumerateClasses, EnumerateClassNames, GetInstance,
 // EnumerateInstances, EnumerateInstanceNames, GetProperty, SetProperty,
 // CreateInstance, ModifyInstance, DeleteInstance, Associators, AssociatorNames,
-// References, ReferenceNames, GetQualifier, EnumerateQualifiers) and extrinsic
-// methods (InvokeMethod). Pulled enumerations, queries and the class and
-// qualifier changes are not: they answer CIM_ERR_NOT_SUPPORTED, so that
-// clients fall back.
+// References, ReferenceNames, GetQualifier, EnumerateQualifiers), the pulled
+// enumerations of DSP0200 1.3 (the seven Open operations, PullInstancesWithPath,
+// PullInstancePaths, PullInstances, CloseEnumeration), ExecQuery, and
+// extrinsic methods (InvokeMethod). An ExecQuery whose select list names
+// properties goes to the row path of CIMXMLExecuteQuery.h; SELECT * is the
+// handler's ExecQuery (VALUE.OBJECTWITHPATH). The class and qualifier changes
+// are not implemented: they answer CIM_ERR_NOT_SUPPORTED.
+//
+// Pulled responses (DSP0201): the batch in IRETURNVALUE (VALUE.INSTANCEWITHPATH
+// for the instance Opens and PullInstancesWithPath, INSTANCEPATH for the path
+// Opens and PullInstancePaths, INSTANCE for OpenQueryInstances and
+// PullInstances; an empty batch as an empty IRETURNVALUE), then the output
+// PARAMVALUEs: QueryResultClass (OpenQueryInstances with
+// ReturnQueryResultClass), EndOfSequence (boolean) and EnumerationContext
+// (string; NULL, without VALUE, once EndOfSequence is TRUE). MaxObjectCount
+// and OperationTimeout are uint32; an OperationTimeout without a value is
+// taken as absent. The handler (OperationHandler, EnumerationContexts) keeps
+// the enumerations and decides the limits.
 //
 // An operation keeps a reference to the request's ResponseChannel, which it
 // uses only inside writeResponse; the object manager may keep the operation

@@ -18,6 +18,7 @@
 #include "CIMXMLRequest.h"
 #include "CIMXMLText.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -67,6 +68,29 @@ struct ParamReaders {
     }
     static KVOSmrPtr<IKivoValue> value(pugi::xml_node p, KVOString const& ns) {
         return reader::parameterValue(p, "", ns);
+    }
+    // A uint32 in decimal (MaxObjectCount).
+    static KVOuint32 uint32(pugi::xml_node p, KVOString const&) {
+        std::string const t = reader::stringValue(p).str();
+        std::size_t i = 0;
+        while (i < t.size() && (t[i] == ' ' || t[i] == '\t')) ++i;
+        if (i < t.size() && t[i] == '+') ++i;
+        std::uint64_t v = 0;
+        std::size_t digits = 0;
+        for (; i < t.size() && t[i] >= '0' && t[i] <= '9'; ++i, ++digits) {
+            v = v * 10 + static_cast<unsigned>(t[i] - '0');
+            if (v > 0xFFFFFFFFu) break;
+        }
+        while (i < t.size() && (t[i] == ' ' || t[i] == '\t')) ++i;
+        if (digits == 0 || i != t.size() || v > 0xFFFFFFFFu) {
+            reader::invalid(std::string(p.attribute("NAME").value()) + " is not a uint32: \"" + t + "\"");
+        }
+        return static_cast<KVOuint32>(v);
+    }
+    // OperationTimeout: a uint32, or NULL for none (0xFFFFFFFF, the value
+    // IOperationTimeout reads as absent).
+    static KVOuint32 operationTimeout(pugi::xml_node p, KVOString const& ns) {
+        return childElements(p).empty() ? 0xFFFFFFFFu : uint32(p, ns);
     }
 };
 

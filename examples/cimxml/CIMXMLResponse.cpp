@@ -109,6 +109,18 @@ void ResponseChannel::writeSingle(KivoOperationBase const& op, ContentWriter con
     end(0, {});
 }
 
+void ResponseChannel::writePullValues(std::string& out, bool endOfSequence, KVOString const& context) {
+    out += "<PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\"><VALUE>";
+    out += endOfSequence ? "TRUE" : "FALSE";
+    out += "</VALUE></PARAMVALUE><PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\">";
+    if (!endOfSequence) {
+        out += "<VALUE>";
+        text::appendEscaped(out, context.str());
+        out += "</VALUE>";
+    }
+    out += "</PARAMVALUE>";
+}
+
 void ResponseChannel::writeErrorOnly(int status, std::string const& description) {
     begin();
     fail(status, description);

@@ -63,6 +63,13 @@ public:
     // collection ends without a result and with an error.
     template <class T, class ItemWriter>
     void writeStream(KivoMultiResponseOperationBase<T>& op, ItemWriter const& item) {
+        writeResults(op, item, {});
+    }
+
+    // The same, with `after` writing what follows the IRETURNVALUE (the
+    // output PARAMVALUEs of the pulled enumerations) when there is no error.
+    template <class T, class ItemWriter>
+    void writeResults(KivoMultiResponseOperationBase<T>& op, ItemWriter const& item, ContentWriter const& after) {
         begin();
         bool any = false;
         std::string piece;
@@ -79,12 +86,18 @@ public:
         if (any || status == 0) {
             // An empty result as an open and a close tag: some clients' parsers
             // do not take the empty-element form here.
-            put(any ? "</IRETURNVALUE>" : "<IRETURNVALUE></IRETURNVALUE>");
+            piece = any ? "</IRETURNVALUE>" : "<IRETURNVALUE></IRETURNVALUE>";
+            if (after) after(piece);
+            put(piece);
             end(0, {});
         } else {
             fail(status, describe(status, op.getErrorContext()));
         }
     }
+
+    // The output parameters of an Open or Pull: EndOfSequence, then
+    // EnumerationContext (without a value, NULL, at the end of the sequence).
+    static void writePullValues(std::string& out, bool endOfSequence, KVOString const& context);
 
     // A response that holds only an ERROR, for a request without operation.
     void writeErrorOnly(int status, std::string const& description);

@@ -1,7 +1,7 @@
 // End to end with raw CIM-XML requests: the answers to bad input (header
 // errors, malformed and invalid bodies, unknown operations, missing
-// parameters, wrong namespaces, oversize and truncated bodies, clients that
-// go away or say nothing), the framing of responses, the captured requests of
+// parameters, wrong namespaces, oversize and truncated bodies, hostile heads
+// and bodies, clients that go away or say nothing), the framing of responses, the captured requests of
 // a second client, concurrent clients, and a clean stop. After every bad
 // request the server must still answer the next one.
 #include "E2EHarness.h"
@@ -137,10 +137,10 @@ TEST_F(RawRequestTest, OperationErrorsAreERRORElementsWithTheirCode) {
                                  "<KEYVALUE VALUETYPE=\"string\">disk0</KEYVALUE></KEYBINDING></INSTANCENAME>";
     std::vector<CimErrorCase> const cases = {
         {"unknown operation", "Frobnicate", e2e::intrinsicBody("Frobnicate", ""), 7},
-        {"pulled enumeration (not yet served)", "OpenEnumerateInstances",
-         e2e::intrinsicBody("OpenEnumerateInstances",
-                            "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/></IPARAMVALUE>"),
-         7},
+        {"unknown enumeration context", "CloseEnumeration",
+         e2e::intrinsicBody("CloseEnumeration",
+                            "<IPARAMVALUE NAME=\"EnumerationContext\"><VALUE>ctx-0001</VALUE></IPARAMVALUE>"),
+         21},
         {"missing required parameter", "GetClass", e2e::intrinsicBody("GetClass", ""), 4},
         {"unknown parameter", "GetClass",
          e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
@@ -304,6 +304,75 @@ TEST_F(RawRequestTest, SilentAndMalformedClientsLoseTheirConnection) {
     expectStillServing();
 }
 
+struct HostileCase {
+    char const* name;
+    std::string bytes;
+    int status;           // the answer expected; 0: none, or 400 if any
+    bool closeAfterSend;  // the client closes its side once the bytes are sent
+};
+
+TEST_F(RawRequestTest, HostileHeadsAndBodiesAreRefusedAndTheServerKeepsServing) {
+    std::string const valid = e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody);
+    std::string garbage;
+    unsigned seed = 12345;
+    for (int i = 0; i < 8192; ++i) {
+        seed = seed * 1103515245u + 12345u;
+        garbage += static_cast<char>(seed >> 16);
+    }
+    std::string manyFields = "POST /cimom HTTP/1.1\r\n";
+    for (int i = 0; i < 500; ++i) manyFields += "X-Field-" + std::to_string(i) + ": v\r\n";
+    std::string longFields = "POST /cimom HTTP/1.1\r\n";
+    for (int i = 0; i < 90; ++i) longFields += "X-" + std::to_string(i) + ": " + std::string(1000, 'v') + "\r\n";
+    std::string chunkedHead = valid.substr(0, valid.find("Content-Length:")) + "Transfer-Encoding: chunked\r\n\r\n";
+    std::vector<HostileCase> const cases = {
+        {"header line over 8 KiB", "POST /cimom HTTP/1.1\r\nX-Big: " + std::string(20000, 'a') + "\r\n\r\n", 431,
+         false},
+        {"request line over 8 KiB", "POST /" + std::string(20000, 'a') + " HTTP/1.1\r\n\r\n", 414, false},
+        {"500 header fields", manyFields + "\r\n", 431, false},
+        {"a head over 64 KiB", longFields + "\r\n", 431, false},
+        {"header fields that never end", manyFields, 431, true},
+        {"garbage bytes", garbage, 0, false},
+        {"a zero byte in a field", "POST /cimom HTTP/1.1\r\nX-A: a" + std::string(1, '\0') + "b\r\n\r\n", 400, false},
+        {"a field without a colon", "POST /cimom HTTP/1.1\r\nNoColonHere\r\n\r\n", 400, false},
+        {"Content-Length larger than the body, then closed", valid.substr(0, valid.size() - 100), 400, true},
+        {"Content-Length twice, disagreeing",
+         std::string(valid).insert(valid.find("Content-Length:"), "Content-Length: 3\r\n"), 413, false},
+        {"chunk size that is not hex", chunkedHead + "zz\r\n" + kGetClassBody + "\r\n0\r\n\r\n", 400, false},
+        {"chunk size that overflows", chunkedHead + "fffffffffffffffffffff\r\nabc\r\n0\r\n\r\n", 400, false},
+        {"chunked body cut short, then closed", chunkedHead + "400\r\n" + kGetClassBody.substr(0, 100), 400, true},
+        // The bad size line ends the body; what follows is not served as a
+        // request of its own.
+        {"a request behind a bad chunk size", chunkedHead + "zz\r\n" + valid, 400, false},
+    };
+    for (HostileCase const& c : cases) {
+        SCOPED_TRACE(c.name);
+        Connection conn(server.port());
+        ASSERT_TRUE(conn.ok());
+        conn.send(c.bytes);  // the server may close before everything is sent
+        if (c.closeAfterSend) conn.shutdownWrite();
+        HttpResponse r = conn.read();
+        if (c.status != 0) {
+            EXPECT_EQ(r.status, c.status);
+        } else {
+            EXPECT_TRUE(r.status == 400 || r.status == 0) << r.status;
+        }
+        EXPECT_TRUE(conn.waitClosed());
+        expectStillServing();
+    }
+
+    // A valid request followed by garbage on the same connection: the first
+    // is answered in full, the garbage with 400, then the connection closes.
+    Connection conn(server.port());
+    ASSERT_TRUE(conn.send(valid + "\x16\x03\x01 not a request\r\n\r\n"));
+    HttpResponse first = conn.read();
+    ASSERT_TRUE(first.complete);
+    EXPECT_EQ(first.status, 200);
+    EXPECT_NE(first.body.find("<CLASS NAME=\"KIVO_DiskDrive\""), std::string::npos);
+    EXPECT_EQ(conn.read().status, 400);
+    EXPECT_TRUE(conn.waitClosed());
+    expectStillServing();
+}
+
 TEST_F(RawRequestTest, ClientsThatDisconnectMidResponseDoNotHurtTheServer) {
     std::string const request = e2e::cimRequest(
         "EnumerateInstances", "root/cimv2",
@@ -380,10 +449,10 @@ TEST_F(RawRequestTest, AnswersTheCapturedRequestsOfASecondClient) {
              "<IPARAMVALUE NAME=\"ResultClass\"><CLASSNAME NAME=\"KIVO_SystemDevice\"/></IPARAMVALUE>"
              "<IPARAMVALUE NAME=\"Role\"><VALUE>GroupComponent</VALUE></IPARAMVALUE></IMETHODCALL>" + post,
          "<VALUE.OBJECTWITHPATH><INSTANCEPATH>"},
-        {"CloseEnumeration (not yet served)", "CIMMethod: CloseEnumeration\r\nCIMObject: root/cimv2\r\n",
+        {"CloseEnumeration of a context never opened", "CIMMethod: CloseEnumeration\r\nCIMObject: root/cimv2\r\n",
          pre + "<IMETHODCALL NAME=\"CloseEnumeration\">" + ns +
              "<IPARAMVALUE NAME=\"EnumerationContext\"><VALUE>ctx-0001</VALUE></IPARAMVALUE></IMETHODCALL>" + post,
-         "<ERROR CODE=\"7\""},
+         "<ERROR CODE=\"21\""},
     };
     for (Sample const& s : samples) {
         SCOPED_TRACE(s.name);

@@ -1,0 +1,248 @@
+// End to end with the pulled enumerations of DSP0200 1.3 and ExecQuery, as raw
+// CIM-XML requests: a whole enumeration of 10,000 generated instances pulled
+// 100 at a time, the other Opens and Pulls, the response shape clients parse
+// (IRETURNVALUE, then EndOfSequence and EnumerationContext), expired, closed,
+// spent and wrong-kind contexts, the cap on open enumerations, and the open
+// values the server refuses. Every test ends with a clean stop of a server
+// that still has enumerations open.
+#include "E2EHarness.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
+#include <set>
+#include <thread>
+
+namespace {
+
+using e2e::Connection;
+using e2e::HttpResponse;
+
+std::string const kScaleClass = "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>";
+std::string const kHost = "<IPARAMVALUE NAME=\"InstanceName\"><INSTANCENAME CLASSNAME=\"KIVO_ComputerSystem\">"
+                          "<KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\" TYPE=\"string\">host1</KEYVALUE>"
+                          "</KEYBINDING></INSTANCENAME></IPARAMVALUE>";
+
+std::string valueParam(std::string const& name, std::string const& value) {
+    return "<IPARAMVALUE NAME=\"" + name + "\"><VALUE>" + value + "</VALUE></IPARAMVALUE>";
+}
+std::string count(unsigned n) { return valueParam("MaxObjectCount", std::to_string(n)); }
+
+// What a pulled response says.
+struct Answer {
+    int error = 0;  // the ERROR's CODE, 0 without one
+    bool endOfSequence = false;
+    std::string context;
+    std::string body;
+};
+
+// The text between `open` and the next `close` after `from`, or "".
+std::string between(std::string const& s, std::string const& open, std::string const& close, std::size_t from = 0) {
+    std::size_t const a = s.find(open, from);
+    if (a == std::string::npos) return "";
+    std::size_t const b = s.find(close, a + open.size());
+    return b == std::string::npos ? "" : s.substr(a + open.size(), b - a - open.size());
+}
+
+// The Index keys of the KIVO_ScaleItem results, in order.
+std::vector<unsigned> indexes(std::string const& body) {
+    std::string const key = "<KEYBINDING NAME=\"Index\"><KEYVALUE VALUETYPE=\"numeric\">";
+    std::vector<unsigned> out;
+    for (std::size_t at = body.find(key); at != std::string::npos; at = body.find(key, at + 1)) {
+        out.push_back(static_cast<unsigned>(std::stoul(body.substr(at + key.size()))));
+    }
+    return out;
+}
+
+class PulledTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string error;
+        ASSERT_TRUE(server.start({"--threads", "4", "--log-level", "critical", "--scale-instances", "10000"}, error))
+            << error;
+        connection = std::make_unique<Connection>(server.port());
+        ASSERT_TRUE(connection->ok());
+    }
+    void TearDown() override {
+        connection.reset();
+        if (server.pid() > 0) {
+            EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly";
+        }
+    }
+
+    Answer call(std::string const& method, std::string const& params) {
+        Answer a;
+        EXPECT_TRUE(connection->send(e2e::cimRequest(method, "root/cimv2", e2e::intrinsicBody(method, params))));
+        HttpResponse r = connection->read();
+        EXPECT_TRUE(r.complete);
+        EXPECT_EQ(r.status, 200);
+        a.body = r.body;
+        EXPECT_NE(a.body.find("<IMETHODRESPONSE NAME=\"" + method + "\">"), std::string::npos) << a.body;
+        std::string const code = between(a.body, "<ERROR CODE=\"", "\"");
+        if (!code.empty()) {
+            a.error = std::stoi(code);
+            return a;
+        }
+        a.endOfSequence = between(a.body, "<PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\"><VALUE>",
+                                  "</VALUE>") == "TRUE";
+        a.context = between(a.body, "<PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\"><VALUE>", "</VALUE>");
+        return a;
+    }
+    Answer pull(char const* method, std::string const& context, unsigned n) {
+        return call(method, valueParam("EnumerationContext", context) + count(n));
+    }
+    int close(std::string const& context) {
+        return call("CloseEnumeration", valueParam("EnumerationContext", context)).error;
+    }
+
+    e2e::ServerProcess server;
+    std::unique_ptr<Connection> connection;
+};
+
+TEST_F(PulledTest, TenThousandInstancesComeExactlyOnceInBatchesOfAtMostOneHundred) {
+    std::vector<unsigned> seen;
+    std::set<std::string> contexts;
+    Answer a = call("OpenEnumerateInstances", kScaleClass + count(100));
+    int requests = 1;
+    for (;;) {
+        ASSERT_EQ(a.error, 0) << a.body.substr(0, 2000);
+        std::vector<unsigned> const batch = indexes(a.body);
+        ASSERT_LE(batch.size(), 100u);
+        EXPECT_EQ(e2e::count(a.body, "<VALUE.INSTANCEWITHPATH><INSTANCEPATH>"), batch.size());
+        seen.insert(seen.end(), batch.begin(), batch.end());
+        if (a.endOfSequence) break;
+        ASSERT_FALSE(a.context.empty());
+        EXPECT_TRUE(contexts.insert(a.context).second) << "context handed out twice: " << a.context;
+        // The output parameters follow the results, in this order.
+        EXPECT_NE(a.body.find("</IRETURNVALUE><PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\"><VALUE>FALSE"
+                              "</VALUE></PARAMVALUE><PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\"><VALUE>" +
+                              a.context + "</VALUE></PARAMVALUE></IMETHODRESPONSE>"),
+                  std::string::npos);
+        ASSERT_LT(++requests, 200) << "the enumeration does not end";
+        a = pull("PullInstancesWithPath", a.context, 100);
+    }
+    EXPECT_NE(a.body.find("<PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\"><VALUE>TRUE</VALUE></PARAMVALUE>"
+                          "<PARAMVALUE NAME=\"EnumerationContext\" PARAMTYPE=\"string\"></PARAMVALUE>"
+                          "</IMETHODRESPONSE>"),
+              std::string::npos)
+        << "the last answer carries a NULL context";
+    ASSERT_EQ(seen.size(), 10000u);
+    std::vector<bool> once(10000, false);
+    for (unsigned i : seen) {
+        ASSERT_LT(i, 10000u);
+        ASSERT_FALSE(once[i]) << "instance " << i << " came twice";
+        once[i] = true;
+    }
+    EXPECT_LE(requests, 102);
+}
+
+TEST_F(PulledTest, PathsAssociationsAndQueriesArePulledTheSameWay) {
+    Answer a = call("OpenEnumerateInstancePaths", kScaleClass + count(0));
+    ASSERT_EQ(a.error, 0);
+    EXPECT_NE(a.body.find("<IRETURNVALUE></IRETURNVALUE><PARAMVALUE NAME=\"EndOfSequence\""), std::string::npos)
+        << "an empty first batch: " << a.body;
+    std::size_t paths = 0;
+    while (!a.endOfSequence) {
+        a = pull("PullInstancePaths", a.context, 4000);
+        ASSERT_EQ(a.error, 0) << a.body.substr(0, 2000);
+        EXPECT_EQ(e2e::count(a.body, "<VALUE.INSTANCEWITHPATH>"), 0u);
+        paths += e2e::count(a.body, "<INSTANCEPATH><NAMESPACEPATH>");
+    }
+    EXPECT_EQ(paths, 10000u);
+
+    a = call("OpenAssociatorInstances", kHost + count(50));
+    ASSERT_EQ(a.error, 0) << a.body;
+    EXPECT_TRUE(a.endOfSequence);
+    EXPECT_EQ(e2e::count(a.body, "<VALUE.INSTANCEWITHPATH>"), 3u) << a.body;
+    a = call("OpenReferenceInstancePaths", kHost + count(1));
+    ASSERT_EQ(a.error, 0) << a.body;
+    EXPECT_FALSE(a.endOfSequence);
+    EXPECT_EQ(e2e::count(a.body, "<INSTANCEPATH>"), 1u);
+    EXPECT_EQ(pull("PullInstancePaths", a.context, 10).endOfSequence, true);
+
+    a = call("OpenQueryInstances", valueParam("FilterQueryLanguage", "DMTF:CQL") +
+                                       valueParam("FilterQuery", "SELECT * FROM KIVO_ComputerSystem") +
+                                       valueParam("ReturnQueryResultClass", "TRUE") + count(0));
+    ASSERT_EQ(a.error, 0) << a.body;
+    EXPECT_NE(a.body.find("<PARAMVALUE NAME=\"QueryResultClass\"><CLASS NAME=\"KIVO_ComputerSystem\""),
+              std::string::npos)
+        << a.body;
+    EXPECT_EQ(pull("PullInstancesWithPath", a.context, 10).error, 21) << "a query is continued by PullInstances";
+    a = pull("PullInstances", a.context, 10);
+    ASSERT_EQ(a.error, 0) << a.body;
+    EXPECT_TRUE(a.endOfSequence);
+    EXPECT_NE(a.body.find("<IRETURNVALUE><INSTANCE CLASSNAME=\"KIVO_ComputerSystem\">"), std::string::npos) << a.body;
+
+    a = call("ExecQuery", valueParam("QueryLanguage", "WQL") + valueParam("Query", "SELECT * FROM KIVO_ComputerSystem"));
+    ASSERT_EQ(a.error, 0) << a.body;
+    EXPECT_NE(a.body.find("<IRETURNVALUE><VALUE.OBJECTWITHPATH><INSTANCEPATH>"), std::string::npos) << a.body;
+}
+
+TEST_F(PulledTest, ExpiredClosedSpentAndWrongKindContextsAnswerInvalidEnumerationContext) {
+    Answer idle = call("OpenEnumerateInstances", kScaleClass + count(1) + valueParam("OperationTimeout", "1"));
+    ASSERT_EQ(idle.error, 0);
+    Answer closed = call("OpenEnumerateInstancePaths", kScaleClass + count(1));
+    ASSERT_EQ(closed.error, 0);
+
+    EXPECT_EQ(pull("PullInstancePaths", idle.context, 1).error, 21) << "wrong kind";
+    Answer next = pull("PullInstancesWithPath", idle.context, 1);
+    ASSERT_EQ(next.error, 0) << "a wrong-kind pull leaves the context usable";
+    EXPECT_EQ(pull("PullInstancesWithPath", idle.context, 1).error, 21) << "spent";
+
+    EXPECT_EQ(close(closed.context), 0);
+    Answer again = call("CloseEnumeration", valueParam("EnumerationContext", closed.context));
+    EXPECT_EQ(again.error, 21);
+    EXPECT_EQ(pull("PullInstancePaths", closed.context, 1).error, 21) << "closed";
+    EXPECT_EQ(pull("PullInstancesWithPath", "0123456789abcdef.1", 1).error, 21) << "never handed out";
+
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));  // beyond the 1 s timeout, and a sweep
+    EXPECT_EQ(pull("PullInstancesWithPath", next.context, 1).error, 21) << "expired";
+}
+
+TEST_F(PulledTest, OpenEnumerationsAreCappedAtTwoHundredFiftySix) {
+    std::vector<std::string> open;
+    for (int i = 0; i < 256; ++i) {
+        Answer a = call("OpenEnumerateInstancePaths", kScaleClass + count(0));
+        ASSERT_EQ(a.error, 0) << "open number " << i + 1;
+        open.push_back(a.context);
+    }
+    EXPECT_EQ(call("OpenEnumerateInstances", kScaleClass + count(0)).error, 27);
+    EXPECT_EQ(close(open.back()), 0);
+    open.pop_back();
+    Answer a = call("OpenEnumerateInstances", kScaleClass + count(5));
+    EXPECT_EQ(a.error, 0);
+    EXPECT_EQ(indexes(a.body).size(), 5u);
+    // The server stops cleanly with all of them open (TearDown).
+}
+
+TEST_F(PulledTest, OpenValuesTheServerDoesNotOfferAreRefusedWithTheirCodes) {
+    struct Case {
+        char const* name;
+        std::string params;
+        int code;
+    };
+    std::vector<Case> const cases = {
+        {"OperationTimeout 0", valueParam("OperationTimeout", "0"), 22},
+        {"OperationTimeout above 600 s", valueParam("OperationTimeout", "601"), 22},
+        {"FilterQuery", valueParam("FilterQueryLanguage", "DMTF:FQL") + valueParam("FilterQuery", "Index = 3"), 25},
+        {"FilterQuery in WQL", valueParam("FilterQueryLanguage", "WQL") + valueParam("FilterQuery", "Index = 3"), 25},
+        {"ContinueOnError", valueParam("ContinueOnError", "TRUE"), 26},
+        {"MaxObjectCount not a number", valueParam("MaxObjectCount", "many"), 4},
+        {"MaxObjectCount beyond uint32", valueParam("MaxObjectCount", "4294967296"), 4},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(call("OpenEnumerateInstances", kScaleClass + c.params).error, c.code);
+    }
+    EXPECT_EQ(call("OpenEnumerateInstances", kScaleClass + valueParam("OperationTimeout", "600") + count(1)).error, 0);
+    EXPECT_EQ(call("OpenQueryInstances", valueParam("FilterQueryLanguage", "XQuery") +
+                                             valueParam("FilterQuery", "SELECT * FROM KIVO_ComputerSystem"))
+                  .error,
+              14);
+    EXPECT_EQ(pull("PullInstancesWithPath", "x", 1).error, 21);
+    EXPECT_EQ(call("PullInstancesWithPath", valueParam("EnumerationContext", "x")).error, 4)
+        << "MaxObjectCount is required on a pull";
+}
+
+}  // namespace
