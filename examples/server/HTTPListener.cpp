@@ -16,6 +16,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -65,6 +66,36 @@ void answerBadHead(KVOGenericHTTPOStream& ostr, int status) {
     ostr.setStreamType(KVOGenericHTTPOStream::StreamType::NotEncoded);
     response.writeResponseTo(ostr);
     ostr.flush();
+}
+
+char const kServiceUnavailable[] =
+    "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+
+// Ends the sending side of `fd`, then drops what the peer still sends until
+// it closes, `limitMs` pass or `limitBytes` arrive: the bytes already sent
+// reach the peer instead of being discarded by the reset that closing a
+// socket with unread input provokes.
+void lingerClose(int fd, int limitMs, std::size_t limitBytes) {
+    ::shutdown(fd, SHUT_WR);
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
+    std::size_t dropped = 0;
+    char scratch[4096];
+    while (dropped < limitBytes) {
+        auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
+                                                                               std::chrono::steady_clock::now());
+        if (left.count() <= 0) return;
+        pollfd p{fd, POLLIN, 0};
+        int const ready = ::poll(&p, 1, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready <= 0) return;
+        ssize_t const n = ::recv(fd, scratch, sizeof scratch, MSG_DONTWAIT);
+        if (n == 0) return;
+        if (n < 0) {
+            if (errno == EINTR || errno == EAGAIN) continue;
+            return;
+        }
+        dropped += static_cast<std::size_t>(n);
+    }
 }
 
 }  // namespace
@@ -123,21 +154,42 @@ int HTTPListener::open() {
 }
 
 void HTTPListener::run() {
+    using Clock = std::chrono::steady_clock;
     for (int i = 0; i < _options.threads; ++i) _workers.emplace_back([this] { workerLoop(); });
-    std::size_t const maxPending = static_cast<std::size_t>(_options.threads) * 4;
+    std::vector<Rejecting> rejecting;  // answered 503, lingering until the client closes
+    std::vector<pollfd> fds;
     for (;;) {
         {
-            std::unique_lock<std::mutex> lock(_mutex);
-            _queueChanged.wait(lock, [&] { return _stopping || _pending.size() < maxPending; });
+            std::lock_guard<std::mutex> lock(_mutex);
             if (_stopping) break;
         }
-        pollfd fds[2] = {{_listenFd, POLLIN, 0}, {_wakePipe[0], POLLIN, 0}};
-        if (::poll(fds, 2, -1) < 0) {
+        Clock::time_point const now = Clock::now();
+        int timeoutMs = -1;
+        std::erase_if(rejecting, [&](Rejecting const& r) {
+            if (r.deadline > now) return false;
+            ::close(r.fd);
+            return true;
+        });
+        fds.assign({{_listenFd, POLLIN, 0}, {_wakePipe[0], POLLIN, 0}});
+        for (Rejecting const& r : rejecting) {
+            fds.push_back({r.fd, POLLIN, 0});
+            auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(r.deadline - now).count() + 1;
+            if (timeoutMs < 0 || left < timeoutMs) timeoutMs = static_cast<int>(left);
+        }
+        if (::poll(fds.data(), fds.size(), timeoutMs) < 0) {
             if (errno == EINTR) continue;
             KVOLog::log(WHO, errnoText("poll"), KivoTraceLog::KIVO_ERROR, 2, 0, KVOLog::CIMOMLOG);
             break;
         }
         if (fds[1].revents != 0) break;  // stop() was called
+        for (std::size_t i = rejecting.size(); i-- > 0;) {
+            if (fds[i + 2].revents == 0) continue;
+            char scratch[4096];
+            ssize_t const n = ::recv(rejecting[i].fd, scratch, sizeof scratch, MSG_DONTWAIT);
+            if (n > 0 || (n < 0 && (errno == EINTR || errno == EAGAIN))) continue;
+            ::close(rejecting[i].fd);
+            rejecting.erase(rejecting.begin() + static_cast<std::ptrdiff_t>(i));
+        }
         if ((fds[0].revents & POLLIN) == 0) continue;
         int fd = ::accept4(_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) {
@@ -149,16 +201,38 @@ void HTTPListener::run() {
         }
         int one = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        std::lock_guard<std::mutex> lock(_mutex);
-        ++_accepted;
-        _pending.push_back(fd);
-        _queueChanged.notify_all();
+        admit(fd, rejecting);
     }
+    for (Rejecting const& r : rejecting) ::close(r.fd);
     stop();
     ::close(_listenFd);
     _listenFd = -1;
     for (std::thread& t : _workers) t.join();
     _workers.clear();
+}
+
+void HTTPListener::admit(int fd, std::vector<Rejecting>& rejecting) {
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        ++_accepted;
+        if (_pending.size() + _connections.size() < static_cast<std::size_t>(_options.maxConnections)) {
+            _pending.push_back(fd);
+            _queueChanged.notify_all();
+            return;
+        }
+        ++_refused;
+    }
+    KVOLog::log(WHO, "Connection refused with 503: " + std::to_string(_options.maxConnections) + " connections open",
+                KivoTraceLog::KIVO_INFORMATION, 2, 0, KVOLog::CIMOMLOG);
+    // The answer fits the socket's empty send buffer: never blocks.
+    [[maybe_unused]] ssize_t n =
+        ::send(fd, kServiceUnavailable, sizeof kServiceUnavailable - 1, MSG_DONTWAIT | MSG_NOSIGNAL);
+    ::shutdown(fd, SHUT_WR);
+    if (rejecting.size() >= kMaxRejecting) {
+        ::close(fd);
+        return;
+    }
+    rejecting.push_back({fd, std::chrono::steady_clock::now() + std::chrono::milliseconds(kRejectLingerMs)});
 }
 
 void HTTPListener::stop() {
@@ -185,6 +259,11 @@ unsigned long HTTPListener::connectionsAccepted() const {
 unsigned long HTTPListener::requestsStarted() const {
     std::lock_guard<std::mutex> lock(_mutex);
     return _requests;
+}
+
+unsigned long HTTPListener::connectionsRefused() const {
+    std::lock_guard<std::mutex> lock(_mutex);
+    return _refused;
 }
 
 void HTTPListener::workerLoop() {
@@ -237,12 +316,18 @@ void HTTPListener::serveConnection(int fd) {
     } slotGuard{*this, fd};
     KVOGenericHTTPIStream istr(sock);
     KVOGenericHTTPOStream ostr(sock);
+    // Whether the client may still be sending when the connection ends: then
+    // it ends with a lingering close.
+    bool linger = true;
     try {
         for (;;) {
             setIdle(fd, true);
             KVOHTTPRequest request;
             try {
-                if (!request.readFrom(istr)) break;  // closed between requests
+                if (!request.readFrom(istr)) {  // closed between requests
+                    linger = false;
+                    break;
+                }
             } catch (KVOHTTPException const& e) {
                 bool stopping;
                 {
@@ -255,7 +340,10 @@ void HTTPListener::serveConnection(int fd) {
             setIdle(fd, false);
             if (!_handler(request, istr, ostr, info)) break;
             std::lock_guard<std::mutex> lock(_mutex);
-            if (_stopping) break;
+            if (_stopping) {
+                linger = false;  // between two requests: nothing of the client's is left unread
+                break;
+            }
         }
     } catch (std::exception const& e) {
         KVOLog::log(WHO, KVOString("Connection from ") + info.peerAddress + ":" + info.peerPort + " ended: " + e.what(),
@@ -264,6 +352,7 @@ void HTTPListener::serveConnection(int fd) {
         KVOLog::log(WHO, "Connection ended by an unknown exception", KivoTraceLog::KIVO_WARNING, 2, 0,
                     KVOLog::CIMOMLOG);
     }
+    if (linger && !istr.eof()) lingerClose(fd, std::min(kLingerMs, _options.readTimeoutMs), kLingerBytes);
 }
 
 }  // namespace refserver

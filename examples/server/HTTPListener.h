@@ -7,22 +7,41 @@
 // stop() is called from another thread (the signal thread on SIGTERM/SIGINT).
 //
 // Threads and limits:
-// - run() accepts connections and queues them (at most 4 per adapter thread;
-//   beyond that the kernel's backlog holds them). Each adapter thread takes
-//   one connection and serves its requests one after the other, so a thread
+// - run() accepts connections and queues them; each adapter thread takes one
+//   connection and serves its requests one after the other, so a thread
 //   serves one request at a time; the connection stays with the thread for as
-//   long as the handler says it persists.
+//   long as the handler says it persists. Queued connections wait for a
+//   thread without a time limit.
+// - The connection cap (Options::maxConnections) counts connections being
+//   served plus those queued. A connection accepted beyond it is not left in
+//   the kernel's backlog (where a client would wait without knowing why and
+//   a flood would hide the clients being served): the accept loop answers it
+//   at once with "503 Service Unavailable", "Retry-After: 1", an empty body
+//   and "Connection: close", and closes it. Before closing it lingers: it
+//   ends its sending side and drops what the client still sends, for at most
+//   kRejectLingerMs, so that the 503 is not destroyed by a reset; at most
+//   kMaxRejecting such connections linger at once (beyond that they close at
+//   once). The accept loop never blocks on a client.
 // - Every receive on a connection is limited by the read timeout: a client
 //   that stops sending in the middle of a request, or stays silent between
 //   requests on a persistent connection, loses its connection once it
 //   expires, so it cannot hold a thread for ever. Sends are limited the same
-//   way, so a client that stops reading cannot either.
+//   way, so a client that stops reading cannot either. The limit applies to
+//   each receive, not to a whole request.
+// - A connection that the server closes while the client may still be
+//   sending (a request refused before its body was read, a malformed head, a
+//   request followed by garbage) is closed with a lingering close: the
+//   sending side ends first, then what arrives is dropped until the client
+//   closes, for at most kLingerMs and kLingerBytes, so that the last answer
+//   reaches the client instead of being lost to a reset.
 // - stop() stops accepting, closes connections that are waiting for their
 //   next request, and lets every request whose head was read finish its
 //   response; run() returns once all adapter threads are done.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <map>
@@ -58,8 +77,14 @@ public:
         std::string address = "127.0.0.1";
         int port = 5988;
         int threads = 8;
+        int maxConnections = 64;
         int readTimeoutMs = 30000;
     };
+
+    static constexpr int kRejectLingerMs = 1000;
+    static constexpr std::size_t kMaxRejecting = 64;
+    static constexpr int kLingerMs = 2000;
+    static constexpr std::size_t kLingerBytes = 1 << 20;
 
     HTTPListener(Options options, RequestHandler handler);
     ~HTTPListener();
@@ -79,6 +104,9 @@ public:
     // and the closing summary).
     unsigned long connectionsAccepted() const;
     unsigned long requestsStarted() const;
+    // Connections answered 503 because of the connection cap (counted in
+    // connectionsAccepted too).
+    unsigned long connectionsRefused() const;
 
 private:
     struct Slot {
@@ -90,6 +118,13 @@ private:
     // Marks the connection on fd idle or busy; false when the listener is
     // stopping and the connection is idle (it is then to be closed).
     void setIdle(int fd, bool idle);
+    // Takes one accepted connection: queued for a thread, or answered 503
+    // when the cap is reached (then added to `rejecting`).
+    struct Rejecting {
+        int fd;
+        std::chrono::steady_clock::time_point deadline;
+    };
+    void admit(int fd, std::vector<Rejecting>& rejecting);
 
     Options const _options;
     RequestHandler const _handler;
@@ -103,6 +138,7 @@ private:
     bool _stopping = false;           // guarded by _mutex
     unsigned long _accepted = 0;      // guarded by _mutex
     unsigned long _requests = 0;      // guarded by _mutex
+    unsigned long _refused = 0;       // guarded by _mutex
     std::vector<std::thread> _workers;
 };
 

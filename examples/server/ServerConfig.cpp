@@ -15,6 +15,15 @@ namespace {
 
 char const* const QORA_SECTION = "QORA";
 char const* const SERVER_SECTION = "Server";
+char const* const USERS_SECTION = "Users";
+
+std::string addUser(std::string const& name, std::string const& password, ServerSettings& s) {
+    if (name.empty()) return "the user name is empty";
+    if (name.find(':') != std::string::npos) return "the user name '" + name + "' holds a colon";
+    if (password.empty()) return "the password of '" + name + "' is empty";
+    s.users[name] = password;
+    return "";
+}
 
 bool parseLong(std::string const& text, long min, long max, long& out) {
     char const* first = text.data();
@@ -71,9 +80,31 @@ std::vector<Setting> const& settingsTable() {
          number(0, 65535, [](ServerSettings& s, long v) { s.port = static_cast<int>(v); })},
         {SERVER_SECTION, "Threads", "--threads", "N", "adapter threads, one request each at a time (default 8)",
          number(1, 256, [](ServerSettings& s, long v) { s.threads = static_cast<int>(v); })},
+        {SERVER_SECTION, "MaxConnections", "--max-connections", "N",
+         "open connections at once, served or waiting for a thread; more are answered 503 and closed "
+         "(default 64)",
+         number(1, 100000, [](ServerSettings& s, long v) { s.maxConnections = static_cast<int>(v); })},
         {SERVER_SECTION, "ReadTimeout", "--read-timeout", "SECONDS",
          "longest wait for request bytes, and for the next request on a persistent connection (default 30)",
          number(1, 86400, [](ServerSettings& s, long v) { s.readTimeoutSeconds = static_cast<int>(v); })},
+        {SERVER_SECTION, "StreamBound", "--stream-bound", "N",
+         "results a streamed operation holds before its producer waits for the response writer; 0: no bound "
+         "(default 1000)",
+         number(0, 100000000, [](ServerSettings& s, long v) { s.streamBound = static_cast<unsigned>(v); })},
+        {SERVER_SECTION, "Authentication", "--authentication", "none|basic",
+         "basic: every request needs HTTP Basic credentials of a user of [Users] (default none)",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             if (text != "none" && text != "basic") return "'" + text + "' is not none or basic";
+             s.authentication = text;
+             return "";
+         }},
+        {USERS_SECTION, "NAME", "--user", "NAME:PASSWORD",
+         "a user for basic authentication, added to [Users] (visible in the process list: prefer the file)",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             std::size_t const colon = text.find(':');
+             if (colon == std::string::npos) return "'" + text + "' is not NAME:PASSWORD";
+             return addUser(text.substr(0, colon), text.substr(colon + 1), s);
+         }},
         {SERVER_SECTION, "ScaleInstances", "--scale-instances", "N",
          "instances of the scale class, generated on demand (default 1000)",
          number(0, 100000000, [](ServerSettings& s, long v) { s.scaleInstances = v; })},
@@ -127,6 +158,11 @@ int iniHandler(void* user, char const* section, char const* name, char const* va
     if (!state->error.empty()) return 0;
     std::string sec(section);
     std::string key(name);
+    if (sec == USERS_SECTION) {
+        std::string problem = addUser(key, value, *state->settings);
+        if (!problem.empty()) state->error = "[" + sec + "] " + problem;
+        return problem.empty() ? 1 : 0;
+    }
     if (Setting const* s = findByKey(sec, key)) {
         std::string problem = s->apply(value, *state->settings);
         if (!problem.empty()) state->error = "[" + sec + "] " + key + ": " + problem;
@@ -194,6 +230,9 @@ ParsedCommandLine parseCommandLine(int argc, char const* const* argv) {
         std::string problem = s->apply(value, result.settings);
         if (!problem.empty()) return fail(arg + ": " + problem);
     }
+    if (result.settings.authentication == "basic" && result.settings.users.empty()) {
+        return fail("basic authentication needs at least one user ([Users] or --user)");
+    }
     return result;
 }
 
@@ -210,9 +249,12 @@ std::string usage(char const* programName) {
     }
     out << "  --help                        this text\n\n"
         << "INI example:\n"
-        << "  [Server]\n  Address = 127.0.0.1\n  Port = 5988\n  Threads = 8\n  ReadTimeout = 30\n"
-        << "  ScaleInstances = 1000\n  LogLevel = warning\n  [QORA]\n  HTTPTransferEncoding = Chunked\n  CimTransactionTimeout = 600\n\n"
+        << "  [Server]\n  Address = 127.0.0.1\n  Port = 5988\n  Threads = 8\n  MaxConnections = 64\n"
+        << "  ReadTimeout = 30\n  StreamBound = 1000\n  Authentication = basic\n  ScaleInstances = 1000\n"
+        << "  LogLevel = warning\n  [Users]\n  alice = secret\n"
+        << "  [QORA]\n  HTTPTransferEncoding = Chunked\n  CimTransactionTimeout = 600\n\n"
         << "With port 0 the server prints \"listening on ADDRESS:PORT\" once it accepts connections.\n"
+        << "With basic authentication a request without valid credentials is answered 401.\n"
         << "SIGTERM or SIGINT stops it: requests in progress finish, then it exits with status 0.\n";
     return out.str();
 }

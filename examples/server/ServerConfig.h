@@ -1,16 +1,20 @@
 // The reference server's settings: an INI file read with libinih, then
 // command-line flags that override it.
 //
-// Two sections matter. "QORA" holds the keys the adapters' common layer reads
+// Three sections matter. "QORA" holds the keys the adapters' common layer reads
 // from the configuration manager ("HTTPTransferEncoding",
 // "CimTransactionTimeout"); every key of that section is copied into
 // QORAConfigManager as it is. "Server" holds the listener's and the object
-// manager's own settings (address, port, threads, read timeout, scale
-// instance count), which are parsed into ServerSettings. Flags write to the
+// manager's own settings (address, port, threads, connection cap, read
+// timeout, stream bound, authentication, scale instance count), which are
+// parsed into ServerSettings. "Users" holds one "name = password" line per
+// user that HTTP Basic authentication accepts (values are trimmed; a password
+// may not be empty). Flags write to the
 // same places, so a flag and the INI key it overrides always mean the same.
 // Built once at start-up on the main thread.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,7 +24,11 @@ struct ServerSettings {
     std::string address = "127.0.0.1";
     int port = 5988;             // 0: the system picks a free port
     int threads = 8;             // adapter threads, each serving one request at a time
+    int maxConnections = 64;     // open connections at once (served or waiting); more are answered 503
     int readTimeoutSeconds = 30; // longest wait for bytes of a request (and between requests)
+    unsigned streamBound = 1000; // capacity of the result collection of a streamed operation (0: none)
+    std::string authentication = "none";        // "none" or "basic"
+    std::map<std::string, std::string> users;  // name -> password, for "basic"
     long scaleInstances = 1000;  // instances of the scale class
     std::string logLevel = "warning";  // least severity printed: trace, info, warning, error, critical, none
 };
@@ -34,7 +42,8 @@ struct ParsedCommandLine {
 };
 
 // Parses argv: first the file named by --config (if any), then every other
-// flag in order. Writes the QORA keys it meets to QORAConfigManager.
+// flag in order. Writes the QORA keys it meets to QORAConfigManager. Refuses
+// basic authentication without any user.
 ParsedCommandLine parseCommandLine(int argc, char const* const* argv);
 
 // Loads one INI file into `settings` and QORAConfigManager. Returns an empty

@@ -2,7 +2,7 @@
 // manager with its default model, the CIM-XML adapter, and the HTTP listener
 // that hands it every request.
 //
-// Start-up: settings (INI file and flags), the object manager started
+// Start-up: settings (INI file and flags; ServerConfig.h), the object manager started
 // (STARTED once the model is loaded), the listener bound; then one line
 // "listening on ADDRESS:PORT" on standard output. SIGTERM or SIGINT stops
 // it: the object manager goes SHUTTING_DOWN, the listener stops accepting and
@@ -10,6 +10,7 @@
 // goes SHUT_DOWN, and the process exits with status 0.
 
 #include "CIMXMLAdapter.h"
+#include "CIMXMLExecuteQuery.h"
 #include "HTTPListener.h"
 #include "ServerConfig.h"
 
@@ -23,9 +24,13 @@
 #include <atomic>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <thread>
 
 namespace {
+
+// The protection space named in every 401 challenge.
+char const* const kRealm = "kivo-cimxml-server";
 
 KivoTraceLog::Severity severityNamed(std::string const& level) {
     if (level == "trace") return KivoTraceLog::KIVO_TRACE;
@@ -70,11 +75,24 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    cimxmlpa::CIMXMLAdapter adapter(objectManager, cimxmlpa::CIMXMLAdapter::Options());
+    // ExecQuery with a select list is answered as rows, read from the model.
+    cimxmlpa::setQueryRowSource([&objectManager](KVOString const& nameSpace, KVOString const& language,
+                                                 KVOString const& query) {
+        kivo::om::QueryRows q = objectManager.objectManager().queryRows(nameSpace, language, query);
+        return cimxmlpa::QueryRowSet{q.className, q.columns, q.rows};
+    });
+
+    cimxmlpa::CIMXMLAdapter::Options adapterOptions;
+    adapterOptions.operations.streamBound = settings.streamBound;
+    if (settings.authentication == "basic") {
+        adapterOptions.authenticator = std::make_shared<cimxmlpa::BasicAuthenticator const>(settings.users, kRealm);
+    }
+    cimxmlpa::CIMXMLAdapter adapter(objectManager, adapterOptions);
     refserver::HTTPListener::Options listenerOptions;
     listenerOptions.address = settings.address;
     listenerOptions.port = settings.port;
     listenerOptions.threads = settings.threads;
+    listenerOptions.maxConnections = settings.maxConnections;
     listenerOptions.readTimeoutMs = settings.readTimeoutSeconds * 1000;
     refserver::HTTPListener listener(
         listenerOptions, [&adapter](KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr,
@@ -120,7 +138,7 @@ int main(int argc, char** argv) {
     running.store(false);
     if (!woken.load()) pthread_kill(signalThread.native_handle(), SIGTERM);
     signalThread.join();
-    std::fprintf(stderr, "%s: stopped after %lu connections and %lu requests\n", argv[0],
-                 listener.connectionsAccepted(), listener.requestsStarted());
+    std::fprintf(stderr, "%s: stopped after %lu connections (%lu refused: too many) and %lu requests\n", argv[0],
+                 listener.connectionsAccepted(), listener.connectionsRefused(), listener.requestsStarted());
     return 0;
 }

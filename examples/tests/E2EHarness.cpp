@@ -147,6 +147,19 @@ int ServerProcess::stop(int signal) {
     return -1;
 }
 
+int ServerProcess::threadCount() const {
+    if (_pid <= 0) return -1;
+    FILE* f = std::fopen(("/proc/" + std::to_string(_pid) + "/status").c_str(), "r");
+    if (f == nullptr) return -1;
+    char line[256];
+    int threads = -1;
+    while (std::fgets(line, sizeof line, f) != nullptr) {
+        if (std::strncmp(line, "Threads:", 8) == 0) threads = std::atoi(line + 8);
+    }
+    std::fclose(f);
+    return threads;
+}
+
 std::string HttpResponse::header(std::string const& name) const {
     auto it = headers.find(lower(name));
     return it == headers.end() ? std::string() : it->second;

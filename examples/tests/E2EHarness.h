@@ -39,8 +39,11 @@ public:
 
     // Sends `signal` and waits for the exit: the exit status, 128 + signal for
     // a child killed by a signal, or -1 when it had to be killed after
-    // kStopLimit.
+    // kStopLimit. stop(0) only waits (for an exit asked for otherwise).
     int stop(int signal);
+
+    // Threads of the running server (from /proc), or -1.
+    int threadCount() const;
 
 private:
     pid_t _pid = -1;

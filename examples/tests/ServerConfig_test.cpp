@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <unistd.h>
 
 namespace {
@@ -50,6 +51,10 @@ TEST_F(ServerConfigTest, DefaultsWithoutFileOrFlags) {
     EXPECT_EQ(p.settings.port, 5988);
     EXPECT_EQ(p.settings.threads, 8);
     EXPECT_EQ(p.settings.readTimeoutSeconds, 30);
+    EXPECT_EQ(p.settings.maxConnections, 64);
+    EXPECT_EQ(p.settings.streamBound, 1000u);
+    EXPECT_EQ(p.settings.authentication, "none");
+    EXPECT_TRUE(p.settings.users.empty());
     EXPECT_EQ(p.settings.scaleInstances, 1000);
     EXPECT_EQ(qora("HTTPTransferEncoding"), "<absent>");
 }
@@ -57,14 +62,24 @@ TEST_F(ServerConfigTest, DefaultsWithoutFileOrFlags) {
 TEST_F(ServerConfigTest, FlagsOverrideTheFileWhereverTheyStand) {
     std::string ini = iniFile(
         "; comment\n[Server]\nAddress = 127.0.0.2\nPort = 6000\nThreads = 3\nReadTimeout = 9\nScaleInstances = 50\n"
+        "MaxConnections = 5\nStreamBound = 0\nAuthentication = basic\n"
+        "[Users]\nalice = s3cret=x \nbob = 1\n"
         "[QORA]\nHTTPTransferEncoding = ConditionalChunked\nCimTransactionTimeout = 30\nOtherKey = kept\n");
-    ParsedCommandLine p = parse({"--port", "0", "--config", ini, "--transfer-encoding=Chunked"});
+    ParsedCommandLine p = parse({"--port", "0", "--config", ini, "--transfer-encoding=Chunked", "--max-connections",
+                                 "7", "--user", "bob:pa:ss", "--user=carol:c"});
     ASSERT_EQ(p.action, ParsedCommandLine::Run) << p.error;
     EXPECT_EQ(p.settings.address, "127.0.0.2");
     EXPECT_EQ(p.settings.port, 0);
     EXPECT_EQ(p.settings.threads, 3);
     EXPECT_EQ(p.settings.readTimeoutSeconds, 9);
     EXPECT_EQ(p.settings.scaleInstances, 50);
+    EXPECT_EQ(p.settings.maxConnections, 7);
+    EXPECT_EQ(p.settings.streamBound, 0u);
+    EXPECT_EQ(p.settings.authentication, "basic");
+    // Passwords are trimmed, keep '=' and ':' after the first delimiter; a flag
+    // replaces the file's password of the same user.
+    std::map<std::string, std::string> const users = {{"alice", "s3cret=x"}, {"bob", "pa:ss"}, {"carol", "c"}};
+    EXPECT_EQ(p.settings.users, users);
     EXPECT_EQ(qora("HTTPTransferEncoding"), "Chunked");
     EXPECT_EQ(qora("CimTransactionTimeout"), "30");
     EXPECT_EQ(qora("OtherKey"), "kept");
@@ -87,6 +102,13 @@ TEST_F(ServerConfigTest, RefusesWhatItCannotUse) {
         {"no threads", {"--threads", "0"}, "from 1"},
         {"bad log level", {"--log-level", "loud"}, "not one of"},
         {"transaction timeout not a number", {"--transaction-timeout", "soon"}, "not a number"},
+        {"no connections", {"--max-connections", "0"}, "from 1"},
+        {"negative stream bound", {"--stream-bound", "-1"}, "from 0"},
+        {"unknown authentication", {"--authentication", "digest"}, "not none or basic"},
+        {"basic authentication without users", {"--authentication", "basic"}, "at least one user"},
+        {"user without password", {"--user", "alice"}, "not NAME:PASSWORD"},
+        {"user with an empty password", {"--user", "alice:"}, "password of 'alice' is empty"},
+        {"user with an empty name", {"--user", ":pw"}, "user name is empty"},
         {"missing file", {"--config", "/nonexistent/kivo.ini"}, "cannot open"},
     };
     for (Case const& c : cases) {
@@ -97,6 +119,9 @@ TEST_F(ServerConfigTest, RefusesWhatItCannotUse) {
     ParsedCommandLine bad = parse({"--config", iniFile("[Server]\nPort = 1\nColour = blue\n")});
     EXPECT_EQ(bad.action, ParsedCommandLine::Error);
     EXPECT_NE(bad.error.find("unknown key [Server] Colour"), std::string::npos) << bad.error;
+    ParsedCommandLine noPassword = parse({"--config", iniFile("[Users]\nalice =\n")});
+    EXPECT_EQ(noPassword.action, ParsedCommandLine::Error);
+    EXPECT_NE(noPassword.error.find("password of 'alice' is empty"), std::string::npos) << noPassword.error;
     ParsedCommandLine badValue = parse({"--config", iniFile("[Server]\nThreads = many\n")});
     EXPECT_EQ(badValue.action, ParsedCommandLine::Error);
     EXPECT_NE(badValue.error.find(":2:"), std::string::npos) << badValue.error;  // names the line
@@ -108,7 +133,9 @@ TEST_F(ServerConfigTest, HelpListsEveryFlagWithItsKey) {
     for (char const* s : {"--config", "--address", "[Server] Address", "--port", "[Server] Port", "--threads",
                           "--read-timeout", "[Server] ReadTimeout", "--scale-instances", "[Server] ScaleInstances",
                           "--transfer-encoding", "[QORA] HTTPTransferEncoding", "--transaction-timeout",
-                          "[QORA] CimTransactionTimeout", "--log-level", "--help"}) {
+                          "[QORA] CimTransactionTimeout", "--log-level", "--max-connections",
+                          "[Server] MaxConnections", "--stream-bound", "[Server] StreamBound", "--authentication",
+                          "[Server] Authentication", "--user NAME:PASSWORD", "[Users] NAME", "--help"}) {
         EXPECT_NE(text.find(s), std::string::npos) << s;
     }
 }
