@@ -339,8 +339,14 @@ bool haveWbemcli() {
     return std::system("command -v wbemcli >/dev/null 2>&1") == 0;
 }
 
-int wbemcli(std::vector<std::string> const& args, std::string& output) {
-    std::string cmd = "wbemcli";
+int wbemcli(std::vector<std::string> const& args, std::string& output) { return run("wbemcli", args, output); }
+
+int kivoCli(std::vector<std::string> const& args, std::string& output) {
+    return run("python3 " + shellQuote(KIVO_CLIENT_SCRIPT), args, output);
+}
+
+int run(std::string const& command, std::vector<std::string> const& args, std::string& output) {
+    std::string cmd = command;
     for (std::string const& a : args) cmd += " " + shellQuote(a);
     cmd += " 2>&1";
     output.clear();
