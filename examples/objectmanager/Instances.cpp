@@ -29,21 +29,30 @@ KVOSmrPtr<IKivoValue> typed(IKivoProperty const& decl, KVOSmrPtr<IKivoValue> con
 }  // namespace
 
 KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass const& cls, PropertyValues const& values) {
+    // Runs once per instance a provider makes: one copy of the class's
+    // property list serves every lookup, and the path is read from the
+    // properties as they are built.
+    std::vector<KVOSmrPtr<IKivoProperty>> const decls = cls.getProperties();
     for (auto const& [name, value] : values)
-        if (!cls.getProperty(name))
+        if (!KVOFindNamed(decls, name))
             raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, "class " + cls.getName() + " has no property " + name);
     KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
-    for (KVOSmrPtr<IKivoProperty> const& decl : cls.getProperties()) {
+    std::vector<KVOKeyBinding> keys;
+    for (KVOSmrPtr<IKivoProperty> const& decl : decls) {
         KVOSmrPtr<IKivoValue> value = decl->getValue();
         for (auto const& [name, given] : values)
             if (name.equalsIgnoreCase(decl->getName())) value = typed(*decl, given);
+        if (KVOQualifierFlag(decl->getQualifier("Key"))) {
+            if (!value) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + decl->getName() + " has no value");
+            keys.push_back({decl->getName(), value});
+        }
         properties.append(KVOSmrPtr<IKivoProperty>(new CKivoProperty(decl->getName(), decl->getCIMType(),
                                                                      decl->isArray(), value, {},
                                                                      decl->getClassOrigin(), decl->isPropagated(),
                                                                      decl->getReferenceClass())));
     }
-    CKivoObject const draft(cls.getName(), properties);
-    return KVOSmrPtr<IKivoObject>(new CKivoObject(cls.getName(), properties, pathOf(nameSpace, cls, draft)));
+    KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(nameSpace, cls.getName(), std::move(keys), KVOString()));
+    return KVOSmrPtr<IKivoObject>(new CKivoObject(cls.getName(), std::move(properties), std::move(path)));
 }
 
 PropertyValues valuesOf(IKivoObject const& instance) {
@@ -81,13 +90,18 @@ bool listed(KVOSmrPtr<KVOValSlist<KVOString>> const& list, KVOString const& name
 }
 
 KVOSmrPtr<IKivoObject> viewOf(IKivoObject const& instance, InstanceView const& view) {
+    KVOValSlist<KVOSmrPtr<IKivoProperty>> const all = instance.getProperties();
+    std::vector<KVOSmrPtr<IKivoProperty>> const limit =
+        view.limitTo ? view.limitTo->getProperties() : std::vector<KVOSmrPtr<IKivoProperty>>();
     KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
-    for (KVOSmrPtr<IKivoProperty> const& p : instance.getProperties()) {
+    for (KVOSmrPtr<IKivoProperty> const& p : all) {
         if (!listed(view.propertyList, p->getName())) continue;
-        if (view.limitTo && !view.limitTo->getProperty(p->getName())) continue;
-        properties.append(view.includeClassOrigin ? p : CKivoProperty::withOrigin(*p, KVOString(), p->isPropagated()));
+        if (view.limitTo && !KVOFindNamed(limit, p->getName())) continue;
+        bool const keep = view.includeClassOrigin || p->getClassOrigin().isEmpty();
+        properties.append(keep ? p : CKivoProperty::withOrigin(*p, KVOString(), p->isPropagated()));
     }
-    return KVOSmrPtr<IKivoObject>(new CKivoObject(instance.getClassName(), properties, instance.getInstanceName()));
+    return KVOSmrPtr<IKivoObject>(new CKivoObject(instance.getClassName(), std::move(properties),
+                                                  instance.getInstanceName()));
 }
 
 }  // namespace kivo::om
