@@ -37,6 +37,7 @@
 #include "Cimom/ProtocolAdapter/KivoClassOriginatedOperation.h"
 #include "KivoUtilities/CKivoData.h"
 
+#include <initializer_list>
 #include <type_traits>
 
 namespace cimxmlpa {
@@ -345,6 +346,32 @@ struct EnumerateInstancesTraits {
     }
 };
 
+// The filters of an associators walk and of a references walk.
+template <class Base>
+Table<Base> associatorFilters() {
+    return {
+        param<Base>(&Base::setAssociationClass, "AssocClass", Optional, &ParamReaders::className),
+        param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
+        param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
+        param<Base>(&Base::setResultRole, "ResultRole", Optional, &ParamReaders::optionalString),
+    };
+}
+template <class Base>
+Table<Base> referenceFilters() {
+    return {
+        param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
+        param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
+    };
+}
+
+// The tables of `parts`, one after the other.
+template <class Base>
+Table<Base> joined(std::initializer_list<Table<Base>> parts) {
+    Table<Base> out;
+    for (Table<Base> const& part : parts) out.insert(out.end(), part.begin(), part.end());
+    return out;
+}
+
 // Associators and References return classes or instances as values; the
 // *Names forms return paths.
 void writeObjectWithPath(ResponseChannel& ch, std::string& out, KVOSmrPtr<IKivoValue> const& v) {
@@ -365,16 +392,11 @@ struct AssociatorsTraits {
     using Base = KivoAssociatorsOperationBase;
     static constexpr char const* name = "Associators";
     static Table<Base> const& params() {
-        static Table<Base> const table = {
-            objectNameParam<Base>(),
-            param<Base>(&Base::setAssociationClass, "AssocClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
-            param<Base>(&Base::setResultRole, "ResultRole", Optional, &ParamReaders::optionalString),
+        static Table<Base> const table = joined<Base>({{objectNameParam<Base>()}, associatorFilters<Base>(), {
             ignoredBoolParam<Base>("IncludeQualifiers"),
             boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"),
             propertyListParam<Base>(),
-        };
+        }});
         return table;
     }
     static void write(Base& op, ResponseChannel& ch) {
@@ -386,13 +408,7 @@ struct AssociatorNamesTraits {
     using Base = KivoAssociatorNamesOperationBase;
     static constexpr char const* name = "AssociatorNames";
     static Table<Base> const& params() {
-        static Table<Base> const table = {
-            objectNameParam<Base>(),
-            param<Base>(&Base::setAssociationClass, "AssocClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
-            param<Base>(&Base::setResultRole, "ResultRole", Optional, &ParamReaders::optionalString),
-        };
+        static Table<Base> const table = joined<Base>({{objectNameParam<Base>()}, associatorFilters<Base>()});
         return table;
     }
     static void write(Base& op, ResponseChannel& ch) {
@@ -404,14 +420,11 @@ struct ReferencesTraits {
     using Base = KivoReferencesOperationBase;
     static constexpr char const* name = "References";
     static Table<Base> const& params() {
-        static Table<Base> const table = {
-            objectNameParam<Base>(),
-            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
+        static Table<Base> const table = joined<Base>({{objectNameParam<Base>()}, referenceFilters<Base>(), {
             ignoredBoolParam<Base>("IncludeQualifiers"),
             boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"),
             propertyListParam<Base>(),
-        };
+        }});
         return table;
     }
     static void write(Base& op, ResponseChannel& ch) {
@@ -423,11 +436,7 @@ struct ReferenceNamesTraits {
     using Base = KivoReferenceNamesOperationBase;
     static constexpr char const* name = "ReferenceNames";
     static Table<Base> const& params() {
-        static Table<Base> const table = {
-            objectNameParam<Base>(),
-            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
-        };
+        static Table<Base> const table = joined<Base>({{objectNameParam<Base>()}, referenceFilters<Base>()});
         return table;
     }
     static void write(Base& op, ResponseChannel& ch) {
@@ -475,7 +484,7 @@ struct PulledItems {
         if (i) ch.dataWriter().writeInstanceWithPath(out, *i);
     }
     // The association Opens carry their instances as values.
-    static void withPath(ResponseChannel& ch, std::string& out, KVOSmrPtr<IKivoValue> const& v) {
+    static void valueWithPath(ResponseChannel& ch, std::string& out, KVOSmrPtr<IKivoValue> const& v) {
         if (KVOSmrPtr<IKivoObject> i = v ? v->getInstance() : nullptr) ch.dataWriter().writeInstanceWithPath(out, *i);
     }
     static void path(ResponseChannel& ch, std::string& out, KVOSmrPtr<IKivoInstanceName> const& p) {
@@ -510,9 +519,7 @@ struct OpenEnumerateInstancesTraits {
         });
         return table;
     }
-    static void write(Base& op, ResponseChannel& ch) {
-        writePulled(op, ch, [](auto& c, std::string& out, KVOSmrPtr<IKivoObject> const& i) { PulledItems::withPath(c, out, i); });
-    }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::withPath); }
 };
 
 struct OpenEnumerateInstancePathsTraits {
@@ -529,29 +536,22 @@ struct OpenReferenceInstancesTraits {
     using Base = OpenReferenceInstancesOperationBase;
     static constexpr char const* name = "OpenReferenceInstances";
     static Table<Base> const& params() {
-        static Table<Base> const table = withOpenParams<Base>({
-            sourceInstanceParam<Base>(),
-            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
-            boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"),
-            propertyListParam<Base>(),
-        });
+        static Table<Base> const table = withOpenParams<Base>(joined<Base>({
+            {sourceInstanceParam<Base>()},
+            referenceFilters<Base>(),
+            {boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"), propertyListParam<Base>()},
+        }));
         return table;
     }
-    static void write(Base& op, ResponseChannel& ch) {
-        writePulled(op, ch, [](auto& c, std::string& out, KVOSmrPtr<IKivoValue> const& v) { PulledItems::withPath(c, out, v); });
-    }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::valueWithPath); }
 };
 
 struct OpenReferenceInstancePathsTraits {
     using Base = OpenReferenceInstancePathsOperationBase;
     static constexpr char const* name = "OpenReferenceInstancePaths";
     static Table<Base> const& params() {
-        static Table<Base> const table = withOpenParams<Base>({
-            sourceInstanceParam<Base>(),
-            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
-        });
+        static Table<Base> const table =
+            withOpenParams<Base>(joined<Base>({{sourceInstanceParam<Base>()}, referenceFilters<Base>()}));
         return table;
     }
     static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::path); }
@@ -561,33 +561,22 @@ struct OpenAssociatorInstancesTraits {
     using Base = OpenAssociatorInstancesOperationBase;
     static constexpr char const* name = "OpenAssociatorInstances";
     static Table<Base> const& params() {
-        static Table<Base> const table = withOpenParams<Base>({
-            sourceInstanceParam<Base>(),
-            param<Base>(&Base::setAssociationClass, "AssocClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
-            param<Base>(&Base::setResultRole, "ResultRole", Optional, &ParamReaders::optionalString),
-            boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"),
-            propertyListParam<Base>(),
-        });
+        static Table<Base> const table = withOpenParams<Base>(joined<Base>({
+            {sourceInstanceParam<Base>()},
+            associatorFilters<Base>(),
+            {boolParam<Base>(&Base::setClassOrigin, "IncludeClassOrigin"), propertyListParam<Base>()},
+        }));
         return table;
     }
-    static void write(Base& op, ResponseChannel& ch) {
-        writePulled(op, ch, [](auto& c, std::string& out, KVOSmrPtr<IKivoValue> const& v) { PulledItems::withPath(c, out, v); });
-    }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::valueWithPath); }
 };
 
 struct OpenAssociatorInstancePathsTraits {
     using Base = OpenAssociatorInstancePathsOperationBase;
     static constexpr char const* name = "OpenAssociatorInstancePaths";
     static Table<Base> const& params() {
-        static Table<Base> const table = withOpenParams<Base>({
-            sourceInstanceParam<Base>(),
-            param<Base>(&Base::setAssociationClass, "AssocClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setResultClass, "ResultClass", Optional, &ParamReaders::className),
-            param<Base>(&Base::setRole, "Role", Optional, &ParamReaders::optionalString),
-            param<Base>(&Base::setResultRole, "ResultRole", Optional, &ParamReaders::optionalString),
-        });
+        static Table<Base> const table =
+            withOpenParams<Base>(joined<Base>({{sourceInstanceParam<Base>()}, associatorFilters<Base>()}));
         return table;
     }
     static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::path); }
@@ -618,9 +607,7 @@ struct PullInstancesWithPathTraits {
     using Base = PullInstancesWithPathOperationBase;
     static constexpr char const* name = "PullInstancesWithPath";
     static Table<Base> const& params() { return pullParams<Base>(); }
-    static void write(Base& op, ResponseChannel& ch) {
-        writePulled(op, ch, [](auto& c, std::string& out, KVOSmrPtr<IKivoObject> const& i) { PulledItems::withPath(c, out, i); });
-    }
+    static void write(Base& op, ResponseChannel& ch) { writePulled(op, ch, &PulledItems::withPath); }
 };
 
 struct PullInstancePathsTraits {
