@@ -80,7 +80,11 @@ private:
     using Data = std::variant<KVOString, bool, std::uint64_t, std::int64_t, double, KVOSmrPtr<IKivoInstanceName>,
                               KVOSmrPtr<IKivoObject>, KVOSmrPtr<IKivoClass>, Elements>;
 
-    CKivoValue(KVOCIMType type, Data data) : _type(type), _data(std::move(data)) {}
+    // Builds the alternative in place: moving a whole variant that may hold
+    // a vector trips a false "may be used uninitialized" warning in
+    // optimised sanitizer builds.
+    template <class V>
+    CKivoValue(KVOCIMType type, V&& value) : _type(type), _data(std::forward<V>(value)) {}
 
     KVOCIMType const _type;
     Data const _data;
