@@ -15,7 +15,7 @@ namespace {
 
 KVOString const WHERE("EnumerationContexts");
 
-[[noreturn]] void refuse(int code, KVOString const& message) { raise(static_cast<CimStatus>(code), WHERE, message); }
+[[noreturn]] void refuse(CimStatus code, KVOString const& message) { raise(code, WHERE, message); }
 
 }  // namespace
 
@@ -84,7 +84,7 @@ void EnumerationContexts::sweeper() {
 EnumerationContexts::Clock::duration EnumerationContexts::timeoutFor(std::uint32_t operationTimeout) const {
     if (operationTimeout == IOperationTimeout::OPERATION_TIMEOUT_ABSENT) return _limits.defaultTimeout;
     if (operationTimeout == 0 || std::chrono::seconds(operationTimeout) > _limits.maxTimeout) {
-        refuse(pulled::CIM_ERR_INVALID_OPERATION_TIMEOUT,
+        refuse(CIM_ERR_INVALID_OPERATION_TIMEOUT,
                "OperationTimeout must be between 1 and " + KVOString::itoa(_limits.maxTimeout.count()) + " seconds");
     }
     return std::chrono::seconds(operationTimeout);
@@ -104,14 +104,14 @@ EnumerationContexts::Batch<T> EnumerationContexts::open(Kind kind, Producer<T> p
     {
         std::lock_guard guard(_lock);
         if (_all.size() >= _limits.maxOpen) {
-            refuse(pulled::CIM_ERR_SERVER_LIMITS_EXCEEDED,
+            refuse(CIM_ERR_SERVER_LIMITS_EXCEEDED,
                    "too many open enumerations (at most " + KVOString::itoa(static_cast<long long>(_limits.maxOpen)) +
                        ")");
         }
         _all.push_back(e);
         e->lastUsed = _now();
     }
-    std::size_t const capacity = std::max<std::size_t>(_limits.buffer, 1);
+    std::size_t const capacity = bufferCapacity();
     try {
         _workers.run([e, produce = std::move(produce), capacity] {
             int code = 0;
@@ -121,18 +121,20 @@ EnumerationContexts::Batch<T> EnumerationContexts::open(Kind kind, Producer<T> p
                     std::unique_lock held(e->mutex);
                     e->changed.wait(held, [&] { return e->closed || e->results.size() < capacity; });
                     if (e->closed) return false;
+                    // The request waits only on an empty buffer.
+                    bool const wasEmpty = e->results.empty();
                     e->results.push_back(result);
-                    e->changed.notify_all();
+                    if (wasEmpty) e->changed.notify_all();
                     return true;
                 });
             } catch (KivoBaseException const& x) {
-                code = x.getCode() != 0 ? x.getCode() : pulled::CIM_ERR_FAILED;
+                code = x.getCode() != 0 ? x.getCode() : CIM_ERR_FAILED;
                 message = x.getMessage();
             } catch (std::exception const& x) {
-                code = pulled::CIM_ERR_FAILED;
+                code = CIM_ERR_FAILED;
                 message = x.what();
             } catch (...) {
-                code = pulled::CIM_ERR_FAILED;
+                code = CIM_ERR_FAILED;
             }
             std::lock_guard guard(e->mutex);
             e->finished = true;
@@ -154,7 +156,7 @@ EnumerationContexts::Batch<T> EnumerationContexts::pull(std::string const& conte
     if (maxObjectCount == 0) {
         if (++e->zeroCountPulls > _limits.maxZeroCountPulls) {
             retire(e);
-            refuse(pulled::CIM_ERR_SERVER_LIMITS_EXCEEDED,
+            refuse(CIM_ERR_SERVER_LIMITS_EXCEEDED,
                    "more than " + KVOString::itoa(_limits.maxZeroCountPulls) +
                        " pulls in a row asked for no result; the enumeration is closed");
         }
@@ -170,21 +172,24 @@ EnumerationContexts::Batch<T> EnumerationContexts::take(std::shared_ptr<Enumerat
     auto* typed = dynamic_cast<Buffered<T>*>(held.get());
     if (typed == nullptr) {
         retire(held);
-        refuse(pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT, "the enumeration holds results of another kind");
+        refuse(CIM_ERR_INVALID_ENUMERATION_CONTEXT, "the enumeration holds results of another kind");
     }
     Buffered<T>& e = *typed;
     std::size_t const count = std::min(maxObjectCount, _limits.maxObjectCount);
+    std::size_t const capacity = bufferCapacity();
     Batch<T> batch;
     batch.results.reserve(std::min<std::size_t>(count, 1024));
     auto const deadline = Clock::now() + _limits.pullWait;
     std::unique_lock lock(e.mutex);
     while (batch.results.size() < count) {
         if (!e.results.empty()) {
+            // The producer waits only on a full buffer.
+            bool const wasFull = e.results.size() >= capacity;
             while (!e.results.empty() && batch.results.size() < count) {
                 batch.results.push_back(std::move(e.results.front()));
                 e.results.pop_front();
             }
-            e.changed.notify_all();
+            if (wasFull) e.changed.notify_all();
             continue;
         }
         if (e.closed || e.finished) break;
@@ -198,7 +203,7 @@ EnumerationContexts::Batch<T> EnumerationContexts::take(std::shared_ptr<Enumerat
 
     if (closed) {
         retire(held);
-        refuse(pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT, "the enumeration was closed");
+        refuse(CIM_ERR_INVALID_ENUMERATION_CONTEXT, "the enumeration was closed");
     }
     if (code != 0 && batch.results.empty()) {
         retire(held);
@@ -217,11 +222,11 @@ std::shared_ptr<EnumerationContexts::Enumeration> EnumerationContexts::checkOut(
         std::lock_guard guard(_lock);
         auto it = _idle.find(context);
         if (it == _idle.end()) {
-            refuse(pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT,
+            refuse(CIM_ERR_INVALID_ENUMERATION_CONTEXT,
                    "no open enumeration has the context \"" + KVOString(context) + "\"");
         }
         if (kind != nullptr && it->second->kind != *kind) {
-            refuse(pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT,
+            refuse(CIM_ERR_INVALID_ENUMERATION_CONTEXT,
                    "the enumeration \"" + KVOString(context) + "\" is not continued by this pull operation");
         }
         e = it->second;
@@ -231,7 +236,7 @@ std::shared_ptr<EnumerationContexts::Enumeration> EnumerationContexts::checkOut(
     }
     if (expired) {
         retire(e);
-        refuse(pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT,
+        refuse(CIM_ERR_INVALID_ENUMERATION_CONTEXT,
                "the enumeration \"" + KVOString(context) + "\" expired (idle beyond its OperationTimeout)");
     }
     return e;

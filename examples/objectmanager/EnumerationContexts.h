@@ -24,7 +24,7 @@
 // Limits::pullWait (1 s) the batch goes out with what is there, possibly
 // nothing, with EndOfSequence false.
 //
-// Refusals (KivoBaseException with the DSP0200 code, pulled::CIM_ERR_*):
+// Refusals (KivoBaseException with the DSP0200 code, CimStatus.h):
 //   - OperationTimeout 0 or above Limits::maxTimeout (600 s):
 //     CIM_ERR_INVALID_OPERATION_TIMEOUT. Absent: Limits::defaultTimeout (30 s).
 //   - an id that is unknown, spent, closed or expired, or a Pull of the wrong
@@ -64,6 +64,7 @@
 #include "KivoUtilities/IKivoInstanceName.h"
 #include "KivoUtilities/IKivoObject.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -77,18 +78,6 @@
 #include <vector>
 
 namespace kivo::om {
-
-namespace pulled {
-// The DSP0200 codes of the pulled enumerations.
-enum : int {
-    CIM_ERR_FAILED = 1,
-    CIM_ERR_INVALID_ENUMERATION_CONTEXT = 21,
-    CIM_ERR_INVALID_OPERATION_TIMEOUT = 22,
-    CIM_ERR_FILTERED_ENUMERATION_NOT_SUPPORTED = 25,
-    CIM_ERR_CONTINUATION_ON_ERROR_NOT_SUPPORTED = 26,
-    CIM_ERR_SERVER_LIMITS_EXCEEDED = 27,
-};
-}  // namespace pulled
 
 // The limits of the pulled enumerations (see EnumerationContexts).
 struct EnumerationLimits {
@@ -173,6 +162,8 @@ private:
     std::string checkIn(std::shared_ptr<Enumeration> const& e, bool finished);
     void retire(std::shared_ptr<Enumeration> const& e);
     std::string newId();
+    // Results an enumeration's producer may run ahead of its requests.
+    std::size_t bufferCapacity() const { return std::max<std::size_t>(_limits.buffer, 1); }
     template <class T>
     Batch<T> take(std::shared_ptr<Enumeration> const& e, std::uint32_t maxObjectCount);
     void sweeper();

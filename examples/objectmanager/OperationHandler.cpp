@@ -267,11 +267,11 @@ using Path = KVOSmrPtr<IKivoInstanceName>;
 // The open values this object manager does not offer.
 void checkOpenValues(IOpenOperation const& op, bool filterIsTheQuery) {
     if (op.getContinueOnError()) {
-        raise(static_cast<CimStatus>(pulled::CIM_ERR_CONTINUATION_ON_ERROR_NOT_SUPPORTED), "OperationHandler",
+        raise(CIM_ERR_CONTINUATION_ON_ERROR_NOT_SUPPORTED, "OperationHandler",
               "ContinueOnError is not supported");
     }
     if (!filterIsTheQuery && (!op.getFilterQueryLanguage().isEmpty() || !op.getFilterQuery().isEmpty())) {
-        raise(static_cast<CimStatus>(pulled::CIM_ERR_FILTERED_ENUMERATION_NOT_SUPPORTED), "OperationHandler",
+        raise(CIM_ERR_FILTERED_ENUMERATION_NOT_SUPPORTED, "OperationHandler",
               "filtered enumerations are not supported; use OpenQueryInstances");
     }
 }

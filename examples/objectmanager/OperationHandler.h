@@ -73,7 +73,6 @@ public:
     void releaseProducers();
     // Producers running now (those of open enumerations included).
     int producersRunning() const { return _workers.running() + _enumerations.producersRunning(); }
-    EnumerationContexts& enumerations() { return _enumerations; }
 
     void handleGetClass(KVOSmrPtr<IKivoGetClassOperation> const& op) override;
     void handleEnumerateClasses(KVOSmrPtr<IKivoEnumerateClassesOperation> const& op) override;

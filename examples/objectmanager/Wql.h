@@ -71,10 +71,6 @@
 
 namespace kivo::om {
 
-// The two status codes of queries (DSP0200), beside those of CimStatus.h.
-inline constexpr CimStatus CIM_ERR_QUERY_LANGUAGE_NOT_SUPPORTED = static_cast<CimStatus>(14);
-inline constexpr CimStatus CIM_ERR_INVALID_QUERY = static_cast<CimStatus>(15);
-
 namespace wql {
 
 inline constexpr std::size_t kMaxQueryLength = 64 * 1024;
@@ -155,7 +151,6 @@ public:
     // The selected properties in the class's spelling, in the query's order;
     // for SELECT * every property of the FROM class, in the class's order.
     std::vector<KVOString> const& columns() const { return _columns; }
-    bool selectAll() const { return _selectAll; }
     // Whether the instance (of the FROM class or a subclass) satisfies the
     // WHERE condition (true without one).
     bool matches(IKivoObject const& instance) const;
@@ -173,6 +168,7 @@ private:
     friend BoundQuery bind(Query query, KVOSmrPtr<IKivoClass> cls);
     KVOSmrPtr<IKivoClass> _class;
     std::vector<KVOString> _columns;
+    std::vector<KVOSmrPtr<IKivoProperty>> _columnDecls;  // the class's declarations of _columns
     bool _selectAll = false;
     std::shared_ptr<Condition const> _where;
 };

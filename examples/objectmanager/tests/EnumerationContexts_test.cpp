@@ -113,7 +113,7 @@ TEST_F(EnumerationContextsTest, BatchesDeliverEveryResultOnceInOrderWithAFreshId
         std::string const spent = b.context;
         b = pull(spent, n);
         ASSERT_LE(b.results.size(), n);
-        EXPECT_EQ(codeOf([&] { pull(spent, 1); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT) << "a spent id";
+        EXPECT_EQ(codeOf([&] { pull(spent, 1); }), CIM_ERR_INVALID_ENUMERATION_CONTEXT) << "a spent id";
     }
     EXPECT_TRUE(b.context.empty()) << "no id at the end of the sequence";
     ASSERT_EQ(seen.size(), 1000u);
@@ -134,29 +134,29 @@ TEST_F(EnumerationContextsTest, AnEnumerationIsProducedLazilyAndClosingStopsItsP
     EXPECT_TRUE(p.refused.load()) << "the producer was not told to stop";
     EXPECT_LE(p.offered.load(), 200u + _limits.buffer + 1);
     EXPECT_EQ(table.openCount(), 0u);
-    EXPECT_EQ(codeOf([&] { pull(b.context, 1); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
-    EXPECT_EQ(codeOf([&] { table.close(b.context); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+    EXPECT_EQ(codeOf([&] { pull(b.context, 1); }), CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+    EXPECT_EQ(codeOf([&] { table.close(b.context); }), CIM_ERR_INVALID_ENUMERATION_CONTEXT);
 }
 
 TEST_F(EnumerationContextsTest, APullOfTheWrongKindIsRefusedAndLeavesTheEnumerationUsable) {
     FakeProducer& p = producer(10);
     Batch b = open(p, 2);
     EXPECT_EQ(codeOf([&] { table.pull<Instance>(b.context, Kind::InstancesWithPath, 1); }),
-              pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+              CIM_ERR_INVALID_ENUMERATION_CONTEXT);
     EXPECT_EQ(codeOf([&] { table.pull<Instance>(b.context, Kind::Instances, 1); }),
-              pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+              CIM_ERR_INVALID_ENUMERATION_CONTEXT);
     b = pull(b.context, 100);
     EXPECT_EQ(b.results.size(), 8u);
     EXPECT_TRUE(b.endOfSequence);
-    EXPECT_EQ(codeOf([&] { pull("no-such-context", 1); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+    EXPECT_EQ(codeOf([&] { pull("no-such-context", 1); }), CIM_ERR_INVALID_ENUMERATION_CONTEXT);
 }
 
 TEST_F(EnumerationContextsTest, OperationTimeoutsOutsideTheDocumentedRangeAreRefused) {
     EXPECT_EQ(table.timeoutFor(IOperationTimeout::OPERATION_TIMEOUT_ABSENT), EnumerationContexts::Clock::duration(30s));
     EXPECT_EQ(table.timeoutFor(1), EnumerationContexts::Clock::duration(1s));
     EXPECT_EQ(table.timeoutFor(600), EnumerationContexts::Clock::duration(600s));
-    EXPECT_EQ(codeOf([&] { table.timeoutFor(0); }), pulled::CIM_ERR_INVALID_OPERATION_TIMEOUT);
-    EXPECT_EQ(codeOf([&] { table.timeoutFor(601); }), pulled::CIM_ERR_INVALID_OPERATION_TIMEOUT);
+    EXPECT_EQ(codeOf([&] { table.timeoutFor(0); }), CIM_ERR_INVALID_OPERATION_TIMEOUT);
+    EXPECT_EQ(codeOf([&] { table.timeoutFor(601); }), CIM_ERR_INVALID_OPERATION_TIMEOUT);
 }
 
 TEST_F(EnumerationContextsTest, AnIdleEnumerationExpiresOnAccessAndInTheSweep) {
@@ -167,7 +167,7 @@ TEST_F(EnumerationContextsTest, AnIdleEnumerationExpiresOnAccessAndInTheSweep) {
     advance(5s);
     a = pull(a.context, 1);  // exactly the timeout is not beyond it
     advance(6s);
-    EXPECT_EQ(codeOf([&] { pull(a.context, 1); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT) << "expired";
+    EXPECT_EQ(codeOf([&] { pull(a.context, 1); }), CIM_ERR_INVALID_ENUMERATION_CONTEXT) << "expired";
     EXPECT_EQ(table.openCount(), 1u);
 
     EXPECT_EQ(table.sweep(), 0u) << "the second has 20 s";
@@ -177,7 +177,7 @@ TEST_F(EnumerationContextsTest, AnIdleEnumerationExpiresOnAccessAndInTheSweep) {
     table.waitIdle();
     EXPECT_TRUE(first.refused.load());
     EXPECT_TRUE(second.refused.load()) << "the sweep did not release the producer";
-    EXPECT_EQ(codeOf([&] { table.close(b.context); }), pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT);
+    EXPECT_EQ(codeOf([&] { table.close(b.context); }), CIM_ERR_INVALID_ENUMERATION_CONTEXT);
 }
 
 TEST_F(EnumerationContextsTest, TheSweeperClosesExpiredEnumerationsWithoutAnyRequest) {
@@ -205,7 +205,7 @@ TEST_F(EnumerationContextsTest, OpenEnumerationsAreCappedAndAClosedOneFreesItsPl
     small.open<Path>(Kind::InstancePaths, p2.producer(), 30s, 0);
     small.open<Path>(Kind::InstancePaths, p3.producer(), 30s, 0);
     EXPECT_EQ(codeOf([&] { small.open<Path>(Kind::InstancePaths, p4.producer(), 30s, 0); }),
-              pulled::CIM_ERR_SERVER_LIMITS_EXCEEDED);
+              CIM_ERR_SERVER_LIMITS_EXCEEDED);
     EXPECT_EQ(p4.offered.load(), 0u) << "a refused enumeration ran its producer";
     small.close(first);
     EXPECT_EQ(small.open<Path>(Kind::InstancePaths, p4.producer(), 30s, 1).results.size(), 1u);
@@ -225,7 +225,7 @@ TEST_F(EnumerationContextsTest, TooManyZeroCountPullsInARowCloseTheEnumeration) 
         EXPECT_FALSE(b.endOfSequence);
     }
     EXPECT_EQ(codeOf([&] { small.pull<Path>(b.context, Kind::InstancePaths, 0); }),
-              pulled::CIM_ERR_SERVER_LIMITS_EXCEEDED);
+              CIM_ERR_SERVER_LIMITS_EXCEEDED);
     EXPECT_EQ(small.openCount(), 0u);
 }
 
@@ -335,7 +335,7 @@ TEST_F(EnumerationContextsTest, ManyClientsAtOnceEachGetTheirOwnResultsExactlyOn
     std::thread meddler([&] {
         while (!done.load()) {
             table.sweep();
-            if (codeOf([&] { table.close("0000000000000000.1"); }) != pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT)
+            if (codeOf([&] { table.close("0000000000000000.1"); }) != CIM_ERR_INVALID_ENUMERATION_CONTEXT)
                 ++failures;
             std::this_thread::yield();
         }
@@ -355,7 +355,7 @@ TEST_F(EnumerationContextsTest, TwoPullsRacingForOneIdAreServedOnce) {
         auto racer = [&] {
             int const code = codeOf([&] { pull(id, 5); });
             (code == 0 ? served : refused)++;
-            if (code != 0 && code != pulled::CIM_ERR_INVALID_ENUMERATION_CONTEXT) ADD_FAILURE() << code;
+            if (code != 0 && code != CIM_ERR_INVALID_ENUMERATION_CONTEXT) ADD_FAILURE() << code;
         };
         std::thread a(racer), b(racer);
         a.join();
