@@ -223,10 +223,12 @@ std::vector<KVOSmrPtr<IKivoClass>> ClassRepository::associations(KVOString const
     return out;
 }
 
+bool ClassRepository::isKey(IKivoProperty const& property) { return KVOQualifierFlag(property.getQualifier("Key")); }
+
 std::vector<KVOString> ClassRepository::keyNames(IKivoClass const& cls) {
     std::vector<KVOString> out;
     for (KVOSmrPtr<IKivoProperty> const& p : cls.getProperties())
-        if (KVOQualifierFlag(p->getQualifier("Key"))) out.push_back(p->getName());
+        if (isKey(*p)) out.push_back(p->getName());
     return out;
 }
 

@@ -62,6 +62,8 @@ public:
     // The key property names of a resolved class (properties with a true Key
     // qualifier), in property order.
     static std::vector<KVOString> keyNames(IKivoClass const& cls);
+    // Whether the property carries the Key qualifier with a true value.
+    static bool isKey(IKivoProperty const& property);
 
 private:
     struct Entry {

@@ -42,7 +42,7 @@ KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass cons
         KVOSmrPtr<IKivoValue> value = decl->getValue();
         for (auto const& [name, given] : values)
             if (name.equalsIgnoreCase(decl->getName())) value = typed(*decl, given);
-        if (KVOQualifierFlag(decl->getQualifier("Key"))) {
+        if (ClassRepository::isKey(*decl)) {
             if (!value) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + decl->getName() + " has no value");
             keys.push_back({decl->getName(), value});
         }
@@ -59,17 +59,6 @@ PropertyValues valuesOf(IKivoObject const& instance) {
     PropertyValues out;
     for (KVOSmrPtr<IKivoProperty> const& p : instance.getProperties()) out.emplace_back(p->getName(), p->getValue());
     return out;
-}
-
-KVOSmrPtr<IKivoInstanceName> pathOf(KVOString const& nameSpace, IKivoClass const& cls, IKivoObject const& instance) {
-    std::vector<KVOKeyBinding> keys;
-    for (KVOString const& name : ClassRepository::keyNames(cls)) {
-        KVOSmrPtr<IKivoProperty> p = instance.getProperty(name);
-        KVOSmrPtr<IKivoValue> v = p ? p->getValue() : nullptr;
-        if (!v) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + name + " has no value");
-        keys.push_back({name, v});
-    }
-    return KVOSmrPtr<IKivoInstanceName>(new CKivoInstanceName(nameSpace, cls.getName(), std::move(keys), KVOString()));
 }
 
 bool keysWithin(IKivoInstanceName const& partial, IKivoInstanceName const& full) {

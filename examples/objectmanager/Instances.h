@@ -28,8 +28,6 @@ KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass cons
 // The values of an instance's properties, in its order.
 PropertyValues valuesOf(IKivoObject const& instance);
 
-// The path of a complete instance of `cls`.
-KVOSmrPtr<IKivoInstanceName> pathOf(KVOString const& nameSpace, IKivoClass const& cls, IKivoObject const& instance);
 // Whether two paths have the same keys with the same values (names without
 // regard to case); class names and namespaces are not compared.
 bool sameKeys(IKivoInstanceName const& a, IKivoInstanceName const& b);

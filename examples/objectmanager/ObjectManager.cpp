@@ -489,10 +489,6 @@ MethodResult ObjectManager::invokeMethod(KVOString const& nameSpace, KVOString c
     return result;
 }
 
-}  // namespace kivo::om
-
-namespace kivo::om {
-
 // ---- Queries ----
 
 wql::BoundQuery ObjectManager::bindQuery(KVOString const& nameSpace, KVOString const& queryLanguage,

@@ -417,11 +417,9 @@ Category categoryOf(Literal const& l) {
 }
 
 std::optional<Category> categoryOf(KVOCIMType type) {
-    if (KVOCIMTypes::isInteger(type) || type == KVOCIMType::Real32 || type == KVOCIMType::Real64) return Category::Number;
+    if (KVOCIMTypes::isNumeric(type)) return Category::Number;
+    if (KVOCIMTypes::isText(type)) return Category::Text;
     switch (type) {
-        case KVOCIMType::String:
-        case KVOCIMType::Char16:
-        case KVOCIMType::DateTime: return Category::Text;
         case KVOCIMType::Boolean: return Category::Boolean;
         case KVOCIMType::Reference: return Category::Reference;
         default: return std::nullopt;
@@ -443,7 +441,7 @@ Literal literalOf(IKivoValue const& v) {
             l.kind = Literal::Kind::Unsigned;
             l.uint = static_cast<std::uint64_t>(s);
         }
-    } else if (t == KVOCIMType::Real32 || t == KVOCIMType::Real64) {
+    } else if (KVOCIMTypes::isReal(t)) {
         l.kind = Literal::Kind::Real;
         l.real = v.getReal();
     } else if (t == KVOCIMType::Boolean) {
@@ -679,13 +677,11 @@ std::vector<KVOSmrPtr<IKivoProperty>> BoundQuery::row(IKivoObject const& instanc
     KVOValSlist<KVOSmrPtr<IKivoProperty>> const properties = instance.getProperties();
     std::vector<KVOSmrPtr<IKivoProperty>> out;
     out.reserve(_columns.size());
-    for (KVOString const& column : _columns) {
-        KVOSmrPtr<IKivoProperty> decl = _class->getProperty(column);
-        KVOSmrPtr<IKivoValue> value;
-        for (KVOSmrPtr<IKivoProperty> const& p : properties)
-            if (p->getName().equalsIgnoreCase(column)) value = p->getValue();
-        out.push_back(KVOSmrPtr<IKivoProperty>(new CKivoProperty(column, decl->getCIMType(), decl->isArray(), value, {},
-                                                                 KVOString(), false, decl->getReferenceClass())));
+    for (KVOSmrPtr<IKivoProperty> const& decl : _columnDecls) {
+        KVOSmrPtr<IKivoProperty> const given = KVOFindNamed(properties, decl->getName());
+        out.push_back(KVOSmrPtr<IKivoProperty>(new CKivoProperty(decl->getName(), decl->getCIMType(), decl->isArray(),
+                                                                 given ? given->getValue() : nullptr, {}, KVOString(),
+                                                                 false, decl->getReferenceClass())));
     }
     return out;
 }
@@ -695,7 +691,7 @@ KVOSmrPtr<IKivoClass> BoundQuery::resultClass() const {
     m.superClass = _class->getSuperClass();
     m.superClassName = _class->getSuperClassName();
     m.qualifiers = _class->getQualifiers();
-    for (KVOString const& column : _columns) m.properties.push_back(_class->getProperty(column));
+    m.properties = _columnDecls;
     return KVOSmrPtr<IKivoClass>(new CKivoClass(_class->getName(), std::move(m)));
 }
 
@@ -704,11 +700,12 @@ BoundQuery bind(Query query, KVOSmrPtr<IKivoClass> cls) {
     BoundQuery q;
     q._selectAll = query.selectAll;
     if (query.selectAll) {
-        for (KVOSmrPtr<IKivoProperty> const& p : cls->getProperties()) q._columns.push_back(p->getName());
+        q._columnDecls = cls->getProperties();
     } else {
         for (std::size_t i = 0; i < query.selected.size(); ++i)
-            q._columns.push_back(binder.property(query.selected[i], query.selectedPositions[i])->getName());
+            q._columnDecls.push_back(binder.property(query.selected[i], query.selectedPositions[i]));
     }
+    for (KVOSmrPtr<IKivoProperty> const& decl : q._columnDecls) q._columns.push_back(decl->getName());
     if (query.where) {
         binder.bind(*query.where);
         q._where = std::shared_ptr<Condition const>(std::move(query.where));
