@@ -100,6 +100,7 @@ RequestRejection checkHeaders(KVOHTTPRequest const& request) {
 char const* reasonFor(int status) {
     switch (status) {
         case 400: return "Bad Request";
+        case 401: return "Unauthorized";
         case 405: return "Method Not Allowed";
         case 501: return "Not Implemented";
         default: return "Error";
@@ -163,14 +164,9 @@ std::optional<KVOSmrPtr<qora::security::ISecurityToken>> CIMXMLAdapter::authenti
                 dropBody(request, istr, MAX_DRAINED_BODY);
     KVOHTTPResponse response;
     response.setProtocol(http10 ? "HTTP/1.0" : "HTTP/1.1");
-    response.setStatus("401");
-    response.setReasonPhrase("Unauthorized");
     response.setHeaderField("WWW-Authenticate", _options.authenticator->challenge());
-    response.setContentLength(0);
     if (!keepAlive) response.setConnection("close", false);
-    ostr.setStreamType(KVOGenericHTTPOStream::StreamType::NotEncoded);
-    response.writeResponseTo(ostr);
-    ostr.flush();
+    answerRejection(response, ostr, {401, "", ""});
     return std::nullopt;
 }
 
@@ -208,8 +204,7 @@ bool CIMXMLAdapter::processRequest(KVOHTTPRequest& request, KVOGenericHTTPIStrea
     // it cannot parse, without error, so where the body really ended is not
     // known. The connection closes after the response rather than reading what
     // follows as another request.
-    bool const chunkedBody = !http10 &&
-                             (request.getHeaderField("Transfer-Encoding") != nullptr ||
+    bool const chunkedBody = (request.getHeaderField("Transfer-Encoding") != nullptr ||
                               request.getHeaderField("TE") != nullptr) &&
                              request.getContentLength() <= 0;
     bool const keepAlive = !http10 && request.isKeepAlive() && persistConnection && !chunkedBody;

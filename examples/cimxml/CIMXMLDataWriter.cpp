@@ -412,11 +412,9 @@ void CIMXMLDataWriter::writeNamedInstance(std::string& out, IKivoObject const& i
 }
 
 void CIMXMLDataWriter::writeObjectWithPath(std::string& out, IKivoValue const& object) {
+    if (KVOSmrPtr<IKivoObject> inst = object.getInstance()) return writeObjectWithPath(out, *inst);
     out += "<VALUE.OBJECTWITHPATH>";
-    if (KVOSmrPtr<IKivoObject> inst = object.getInstance()) {
-        writeOwnInstancePath(out, *inst);
-        writeInstance(out, *inst);
-    } else if (KVOSmrPtr<IKivoClass> cls = object.getClass()) {
+    if (KVOSmrPtr<IKivoClass> cls = object.getClass()) {
         writeClassPath(out, KVOString(), _nameSpace, cls->getName());
         writeClass(out, cls);
     }
@@ -435,18 +433,23 @@ void CIMXMLDataWriter::writeOwnInstancePath(std::string& out, IKivoObject const&
     }
 }
 
-void CIMXMLDataWriter::writeObjectWithPath(std::string& out, IKivoObject const& instance) {
-    out += "<VALUE.OBJECTWITHPATH>";
+void CIMXMLDataWriter::writeWithOwnPath(std::string& out, char const* element, IKivoObject const& instance) {
+    out += '<';
+    out += element;
+    out += '>';
     writeOwnInstancePath(out, instance);
     writeInstance(out, instance);
-    out += "</VALUE.OBJECTWITHPATH>";
+    out += "</";
+    out += element;
+    out += '>';
+}
+
+void CIMXMLDataWriter::writeObjectWithPath(std::string& out, IKivoObject const& instance) {
+    writeWithOwnPath(out, "VALUE.OBJECTWITHPATH", instance);
 }
 
 void CIMXMLDataWriter::writeInstanceWithPath(std::string& out, IKivoObject const& instance) {
-    out += "<VALUE.INSTANCEWITHPATH>";
-    writeOwnInstancePath(out, instance);
-    writeInstance(out, instance);
-    out += "</VALUE.INSTANCEWITHPATH>";
+    writeWithOwnPath(out, "VALUE.INSTANCEWITHPATH", instance);
 }
 
 }  // namespace cimxmlpa

@@ -83,6 +83,8 @@ private:
     void writeLocalNamespacePath(std::string& out, KVOString const& nameSpace);
     // The instance's own INSTANCEPATH, or one without keys when it has none.
     void writeOwnInstancePath(std::string& out, IKivoObject const& instance);
+    // <element> with the instance's path and the instance.
+    void writeWithOwnPath(std::string& out, char const* element, IKivoObject const& instance);
     // NAMESPACEPATH with `host` (this response's host when empty).
     void writeNamespacePath(std::string& out, KVOString const& host, KVOString const& nameSpace);
     void writeClassPath(std::string& out, KVOString const& host, KVOString const& nameSpace, KVOString const& className);
