@@ -71,6 +71,15 @@ void answerBadHead(KVOGenericHTTPOStream& ostr, int status) {
 char const kServiceUnavailable[] =
     "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
 
+// One receive on `fd`, its bytes dropped and counted in `dropped`; false
+// once the peer has closed or the socket failed.
+bool dropSome(int fd, std::size_t& dropped) {
+    char scratch[4096];
+    ssize_t const n = ::recv(fd, scratch, sizeof scratch, MSG_DONTWAIT);
+    if (n > 0) dropped += static_cast<std::size_t>(n);
+    return n > 0 || (n < 0 && (errno == EINTR || errno == EAGAIN));
+}
+
 // Ends the sending side of `fd`, then drops what the peer still sends until
 // it closes, `limitMs` pass or `limitBytes` arrive: the bytes already sent
 // reach the peer instead of being discarded by the reset that closing a
@@ -79,7 +88,6 @@ void lingerClose(int fd, int limitMs, std::size_t limitBytes) {
     ::shutdown(fd, SHUT_WR);
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
     std::size_t dropped = 0;
-    char scratch[4096];
     while (dropped < limitBytes) {
         auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
                                                                                std::chrono::steady_clock::now());
@@ -87,14 +95,7 @@ void lingerClose(int fd, int limitMs, std::size_t limitBytes) {
         pollfd p{fd, POLLIN, 0};
         int const ready = ::poll(&p, 1, static_cast<int>(left.count()));
         if (ready < 0 && errno == EINTR) continue;
-        if (ready <= 0) return;
-        ssize_t const n = ::recv(fd, scratch, sizeof scratch, MSG_DONTWAIT);
-        if (n == 0) return;
-        if (n < 0) {
-            if (errno == EINTR || errno == EAGAIN) continue;
-            return;
-        }
-        dropped += static_cast<std::size_t>(n);
+        if (ready <= 0 || !dropSome(fd, dropped)) return;
     }
 }
 
@@ -183,10 +184,8 @@ void HTTPListener::run() {
         }
         if (fds[1].revents != 0) break;  // stop() was called
         for (std::size_t i = rejecting.size(); i-- > 0;) {
-            if (fds[i + 2].revents == 0) continue;
-            char scratch[4096];
-            ssize_t const n = ::recv(rejecting[i].fd, scratch, sizeof scratch, MSG_DONTWAIT);
-            if (n > 0 || (n < 0 && (errno == EINTR || errno == EAGAIN))) continue;
+            std::size_t ignored = 0;
+            if (fds[i + 2].revents == 0 || dropSome(rejecting[i].fd, ignored)) continue;
             ::close(rejecting[i].fd);
             rejecting.erase(rejecting.begin() + static_cast<std::ptrdiff_t>(i));
         }
