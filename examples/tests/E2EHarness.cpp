@@ -359,6 +359,17 @@ int run(std::string const& command, std::vector<std::string> const& args, std::s
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+std::string valueParam(std::string const& name, std::string const& value) {
+    return "<IPARAMVALUE NAME=\"" + name + "\"><VALUE>" + value + "</VALUE></IPARAMVALUE>";
+}
+
+std::string between(std::string const& s, std::string const& open, std::string const& close, std::size_t from) {
+    std::size_t const a = s.find(open, from);
+    if (a == std::string::npos) return "";
+    std::size_t const b = s.find(close, a + open.size());
+    return b == std::string::npos ? "" : s.substr(a + open.size(), b - a - open.size());
+}
+
 std::size_t count(std::string const& haystack, std::string const& needle) {
     std::size_t n = 0;
     for (std::size_t pos = haystack.find(needle); pos != std::string::npos; pos = haystack.find(needle, pos + 1)) ++n;

@@ -114,6 +114,11 @@ int kivoCli(std::vector<std::string> const& args, std::string& output);
 int run(std::string const& command, std::vector<std::string> const& args, std::string& output);
 bool haveWbemcli();
 
+// An IPARAMVALUE holding one VALUE.
+std::string valueParam(std::string const& name, std::string const& value);
+// The text between `open` and the next `close` after `from`, or "".
+std::string between(std::string const& s, std::string const& open, std::string const& close, std::size_t from = 0);
+
 // Number of occurrences of `needle` in `haystack`.
 std::size_t count(std::string const& haystack, std::string const& needle);
 

@@ -20,6 +20,8 @@ namespace {
 
 using e2e::Connection;
 using e2e::HttpResponse;
+using e2e::between;
+using e2e::valueParam;
 
 constexpr int kClients = 16;
 constexpr int kRequestsPerClient = 500;
@@ -28,9 +30,6 @@ constexpr unsigned kScale = 150;
 std::string classParam(std::string const& name) {
     return "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"" + name + "\"/></IPARAMVALUE>";
 }
-std::string valueParam(std::string const& name, std::string const& value) {
-    return "<IPARAMVALUE NAME=\"" + name + "\"><VALUE>" + value + "</VALUE></IPARAMVALUE>";
-}
 std::string const kDisk0 = "<INSTANCENAME CLASSNAME=\"KIVO_DiskDrive\">"
                            "<KEYBINDING NAME=\"SystemName\"><KEYVALUE VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING>"
                            "<KEYBINDING NAME=\"DeviceID\"><KEYVALUE VALUETYPE=\"string\">disk0</KEYVALUE></KEYBINDING>"
@@ -38,13 +37,6 @@ std::string const kDisk0 = "<INSTANCENAME CLASSNAME=\"KIVO_DiskDrive\">"
 std::string const kHost = "<INSTANCENAME CLASSNAME=\"KIVO_ComputerSystem\">"
                           "<KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING>"
                           "</INSTANCENAME>";
-
-std::string between(std::string const& s, std::string const& open, std::string const& close) {
-    std::size_t const a = s.find(open);
-    if (a == std::string::npos) return "";
-    std::size_t const b = s.find(close, a + open.size());
-    return b == std::string::npos ? "" : s.substr(a + open.size(), b - a - open.size());
-}
 
 // One client: its connection, and what went wrong (the first few faults).
 class Client {

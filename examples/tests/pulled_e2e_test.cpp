@@ -18,15 +18,14 @@ namespace {
 
 using e2e::Connection;
 using e2e::HttpResponse;
+using e2e::between;
+using e2e::valueParam;
 
 std::string const kScaleClass = "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>";
 std::string const kHost = "<IPARAMVALUE NAME=\"InstanceName\"><INSTANCENAME CLASSNAME=\"KIVO_ComputerSystem\">"
                           "<KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\" TYPE=\"string\">host1</KEYVALUE>"
                           "</KEYBINDING></INSTANCENAME></IPARAMVALUE>";
 
-std::string valueParam(std::string const& name, std::string const& value) {
-    return "<IPARAMVALUE NAME=\"" + name + "\"><VALUE>" + value + "</VALUE></IPARAMVALUE>";
-}
 std::string count(unsigned n) { return valueParam("MaxObjectCount", std::to_string(n)); }
 
 // What a pulled response says.
@@ -36,14 +35,6 @@ struct Answer {
     std::string context;
     std::string body;
 };
-
-// The text between `open` and the next `close` after `from`, or "".
-std::string between(std::string const& s, std::string const& open, std::string const& close, std::size_t from = 0) {
-    std::size_t const a = s.find(open, from);
-    if (a == std::string::npos) return "";
-    std::size_t const b = s.find(close, a + open.size());
-    return b == std::string::npos ? "" : s.substr(a + open.size(), b - a - open.size());
-}
 
 // The Index keys of the KIVO_ScaleItem results, in order.
 std::vector<unsigned> indexes(std::string const& body) {
