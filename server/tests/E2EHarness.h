@@ -108,7 +108,7 @@ std::string sampleRequest(std::string const& headerFields, std::string const& bo
 // Runs wbemcli with `args` (each one shell-quoted here) and returns its exit
 // status; `output` receives standard output and standard error.
 int wbemcli(std::vector<std::string> const& args, std::string& output);
-// Runs the project's client (examples/client/kivo-cli) the same way.
+// Runs the project's client (tools/kivo-cli) the same way.
 int kivoCli(std::vector<std::string> const& args, std::string& output);
 // Runs the shell command `command` followed by `args`, each shell-quoted.
 int run(std::string const& command, std::vector<std::string> const& args, std::string& output);

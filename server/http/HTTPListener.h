@@ -1,4 +1,4 @@
-// The reference server's HTTP listener: a TCP socket on one address and port,
+// The server's HTTP listener: a TCP socket on one address and port,
 // a fixed pool of adapter threads, and the per-connection loop that reads a
 // request head and hands the request to the CIM-XML adapter.
 //

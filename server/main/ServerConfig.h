@@ -1,4 +1,4 @@
-// The reference server's settings: an INI file read with libinih, then
+// The server's settings: an INI file read with libinih, then
 // command-line flags that override it.
 //
 // Three sections matter. "QORA" holds the keys the adapters' common layer reads

@@ -1,4 +1,4 @@
-// The model the reference server starts with, embedded in the code.
+// The model the server starts with, embedded in the code.
 //
 // root/cimv2 holds a small hierarchy under the KIVO_ prefix: an abstract
 // managed element; logical devices (disk drives, network ports) and a
