@@ -42,6 +42,11 @@ class IPullInstancePathsOperation;
 class IPullInstancesOperation;
 class IExecQueryOperation;
 class IOpenQueryInstancesOperation;
+class IKivoCreateClassOperation;
+class IKivoModifyClassOperation;
+class IKivoDeleteClassOperation;
+class IKivoSetQualifierOperation;
+class IKivoDeleteQualifierOperation;
 
 class IKivoOperationHandler {
 public:
@@ -77,4 +82,11 @@ public:
     virtual void handlePullInstances(KVOSmrPtr<IPullInstancesOperation> const& op) = 0;
     virtual void handleExecQuery(KVOSmrPtr<IExecQueryOperation> const& op) = 0;
     virtual void handleOpenQueryInstances(KVOSmrPtr<IOpenQueryInstancesOperation> const& op) = 0;
+    // The schema operations: the class and qualifier declarations of a
+    // namespace created, modified and deleted. Each answers only a status.
+    virtual void handleCreateClass(KVOSmrPtr<IKivoCreateClassOperation> const& op) = 0;
+    virtual void handleModifyClass(KVOSmrPtr<IKivoModifyClassOperation> const& op) = 0;
+    virtual void handleDeleteClass(KVOSmrPtr<IKivoDeleteClassOperation> const& op) = 0;
+    virtual void handleSetQualifier(KVOSmrPtr<IKivoSetQualifierOperation> const& op) = 0;
+    virtual void handleDeleteQualifier(KVOSmrPtr<IKivoDeleteQualifierOperation> const& op) = 0;
 };

@@ -1,7 +1,10 @@
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorsOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoCreateClassOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoCreateInstanceOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoDeleteClassOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoDeleteInstanceOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoDeleteQualifierOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateClassNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateClassesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateInstanceNamesOperationBase.h"
@@ -11,10 +14,12 @@
 #include "Cimom/ProtocolAdapter/Common/KivoGetInstanceOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoGetPropertyOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoGetQualifierOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoModifyClassOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoModifyInstanceOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoReferenceNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoReferencesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoSetPropertyOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoSetQualifierOperationBase.h"
 
 #include "KivoUtilities/CKivoData.h"
 #include "support/LogCapture.h"
@@ -28,6 +33,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <stdexcept>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -58,7 +64,9 @@ constexpr bool notCopyable =
         KivoCreateInstanceOperationBase, KivoModifyInstanceOperationBase, KivoDeleteInstanceOperationBase,     \
         KivoEnumerateInstancesOperationBase, KivoEnumerateInstanceNamesOperationBase,                          \
         KivoEnumerateClassesOperationBase, KivoEnumerateClassNamesOperationBase, KivoAssociatorsOperationBase, \
-        KivoAssociatorNamesOperationBase, KivoReferencesOperationBase, KivoReferenceNamesOperationBase
+        KivoAssociatorNamesOperationBase, KivoReferencesOperationBase, KivoReferenceNamesOperationBase,         \
+        KivoCreateClassOperationBase, KivoModifyClassOperationBase, KivoDeleteClassOperationBase,              \
+        KivoSetQualifierOperationBase, KivoDeleteQualifierOperationBase
 
 static_assert(abstractOnlyInAdapterHooks<KIVO_INTRINSIC_BASES>);
 static_assert(notCopyable<KIVO_INTRINSIC_BASES>);
@@ -109,13 +117,14 @@ std::string seenThrough(I& op) {
     return out.str();
 }
 
-// The seventeen operations, by the name shared by the interface and the
-// handler entry.
+// The twenty-two intrinsic operations (the seventeen that read or write
+// instances and read the schema, then the five that change the schema), by
+// the name shared by the interface and the handler entry.
 #define KIVO_INTRINSIC_OPERATIONS(X)                                                                          \
     X(GetClass) X(GetInstance) X(GetProperty) X(SetProperty) X(GetQualifier) X(EnumerateQualifiers)           \
     X(CreateInstance) X(ModifyInstance) X(DeleteInstance) X(EnumerateInstances) X(EnumerateInstanceNames)     \
     X(EnumerateClasses) X(EnumerateClassNames) X(Associators) X(AssociatorNames) X(References)                \
-    X(ReferenceNames)
+    X(ReferenceNames) X(CreateClass) X(ModifyClass) X(DeleteClass) X(SetQualifier) X(DeleteQualifier)
 
 // The object manager's handler as a test scripts it: each intrinsic entry
 // records the call, notes what it sees through the interface, keeps the
@@ -227,6 +236,16 @@ std::vector<Row> const& rows() {
          __,   __,   no,   __,   null, __,   init},
         {"ReferenceNames", of<KivoReferenceNamesOperationBase, IKivoReferenceNamesOperation>(0u),
          __,   __,   __,   __,   __,   __,   init},
+        {"CreateClass", of<KivoCreateClassOperationBase, IKivoCreateClassOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"ModifyClass", of<KivoModifyClassOperationBase, IKivoModifyClassOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"DeleteClass", of<KivoDeleteClassOperationBase, IKivoDeleteClassOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"SetQualifier", of<KivoSetQualifierOperationBase, IKivoSetQualifierOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
+        {"DeleteQualifier", of<KivoDeleteQualifierOperationBase, IKivoDeleteQualifierOperation>(),
+         __,   __,   __,   __,   __,   __,   __},
     };
     return table;
 }
@@ -327,6 +346,30 @@ TEST_F(IntrinsicOperations, EachReachesItsOwnEntryWithTheVeryObjectAndTheHandler
         EXPECT_EQ(handler.kept->getOperationName(), KVOString(row.name));
         handler.kept = nullptr;
         EXPECT_TRUE(destroyed);
+    }
+}
+
+// Each callHandler lets what its entry throws through unchanged, so the
+// driver maps it: a code is kept, 0 and foreign exceptions become 1.
+TEST_F(IntrinsicOperations, WhatTheEntryThrowsBecomesTheStatus) {
+    struct Failure {
+        char const* what;
+        std::function<void()> raise;
+        int status;
+    };
+    std::vector<Failure> const failures = {
+        {"code 6", [] { throw KivoBaseException("CIM_ERR_NOT_FOUND", "", "", "absent", 6); }, 6},
+        {"code 0", [] { throw KivoBaseException("", "", "", "", 0); }, 1},
+        {"foreign", [] { throw std::runtime_error("boom"); }, 1},
+    };
+    for (auto const& row : rows()) {
+        for (auto const& failure : failures) {
+            SCOPED_TRACE(row.name + ", " + failure.what);
+            handler.action = [&](std::string const&) { failure.raise(); };
+            KVOSmrPtr<KivoOperationBase> op = row.maker.make(&ctx);
+            op->process(kivo_test::nullOStream(), op);
+            EXPECT_EQ(op->getErrorCode(), failure.status);
+        }
     }
 }
 
@@ -529,6 +572,51 @@ TEST_F(IntrinsicOperations, ModifyAndDeleteInstanceHandTheirParametersOver) {
         [&](KVOSmrPtr<IKivoDeleteInstanceOperation> const& h) { EXPECT_EQ(h->getInstanceName(), name); });
     process();
     EXPECT_EQ(handler.entries(), (std::vector<std::string>{"handleModifyInstance", "handleDeleteInstance"}));
+}
+
+// DeleteClass names its class by the operation's class name, which the
+// facets test above covers with every other operation.
+TEST_F(IntrinsicOperations, SchemaOperationsHandTheirParametersOver) {
+    KVOSmrPtr<IKivoClass> widget(new CKivoClass("Widget", nullptr, {"Name"}));
+    auto* create = make<KivoCreateClassOperationBase>();
+    EXPECT_TRUE(create->getClass().isNull());
+    create->setClass(widget);
+    handler.on<IKivoCreateClassOperation>(
+        [&](KVOSmrPtr<IKivoCreateClassOperation> const& h) { EXPECT_EQ(h->getClass(), widget); });
+    process();
+
+    auto* modify = make<KivoModifyClassOperationBase>();
+    EXPECT_TRUE(modify->getClass().isNull());
+    modify->setClass(widget);
+    handler.on<IKivoModifyClassOperation>(
+        [&](KVOSmrPtr<IKivoModifyClassOperation> const& h) { EXPECT_EQ(h->getClass(), widget); });
+    process();
+
+    auto* remove = make<KivoDeleteQualifierOperationBase>();
+    EXPECT_TRUE(remove->getQualifierName().isEmpty());
+    remove->setQualifierName("Key");
+    handler.on<IKivoDeleteQualifierOperation>(
+        [&](KVOSmrPtr<IKivoDeleteQualifierOperation> const& h) { EXPECT_EQ(h->getQualifierName(), KVOString("Key")); });
+    process();
+    EXPECT_EQ(handler.entries(),
+              (std::vector<std::string>{"handleCreateClass", "handleModifyClass", "handleDeleteQualifier"}));
+}
+
+// The declaration comes from the request, not from the object manager: it is
+// shared, so a handler may keep it after the operation is gone.
+TEST_F(IntrinsicOperations, SetQualifierSharesTheDeclarationWithAHandlerThatKeepsIt) {
+    KVOSmrPtr<qora::IQualifierDef> declaration(new CKivoQualifierDef("Key", "boolean", "false"));
+    KVOSmrPtr<qora::IQualifierDef> kept;
+    auto* op = make<KivoSetQualifierOperationBase>();
+    EXPECT_TRUE(op->getQualifierDef().isNull());
+    op->setQualifierDef(declaration);
+    handler.on<IKivoSetQualifierOperation>(
+        [&](KVOSmrPtr<IKivoSetQualifierOperation> const& h) { kept = h->getQualifierDef(); });
+    process();
+    holder = nullptr;
+    declaration = nullptr;
+    ASSERT_FALSE(kept.isNull());
+    EXPECT_EQ(kept->getName(), KVOString("Key"));
 }
 
 // ---------------------------------------------------------------------------

@@ -50,7 +50,12 @@ namespace kivo_test {
     X(handlePullInstancePaths, IPullInstancePathsOperation)                \
     X(handlePullInstances, IPullInstancesOperation)                        \
     X(handleExecQuery, IExecQueryOperation)                                \
-    X(handleOpenQueryInstances, IOpenQueryInstancesOperation)
+    X(handleOpenQueryInstances, IOpenQueryInstancesOperation)              \
+    X(handleCreateClass, IKivoCreateClassOperation)                        \
+    X(handleModifyClass, IKivoModifyClassOperation)                        \
+    X(handleDeleteClass, IKivoDeleteClassOperation)                        \
+    X(handleSetQualifier, IKivoSetQualifierOperation)                      \
+    X(handleDeleteQualifier, IKivoDeleteQualifierOperation)
 
 // A handler that records each call: the entry's name and the address of the
 // operation as the entry received it (the address of its interface
