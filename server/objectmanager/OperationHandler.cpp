@@ -6,8 +6,11 @@
 #include "Cimom/ProtocolAdapter/ExecQueryOperation.h"
 #include "Cimom/ProtocolAdapter/KivoAssociatorNamesOperation.h"
 #include "Cimom/ProtocolAdapter/KivoAssociatorsOperation.h"
+#include "Cimom/ProtocolAdapter/KivoCreateClassOperation.h"
 #include "Cimom/ProtocolAdapter/KivoCreateInstanceOperation.h"
+#include "Cimom/ProtocolAdapter/KivoDeleteClassOperation.h"
 #include "Cimom/ProtocolAdapter/KivoDeleteInstanceOperation.h"
+#include "Cimom/ProtocolAdapter/KivoDeleteQualifierOperation.h"
 #include "Cimom/ProtocolAdapter/KivoEnumerateClassNamesOperation.h"
 #include "Cimom/ProtocolAdapter/KivoEnumerateClassesOperation.h"
 #include "Cimom/ProtocolAdapter/KivoEnumerateInstanceNamesOperation.h"
@@ -19,10 +22,12 @@
 #include "Cimom/ProtocolAdapter/KivoGetQualifierOperation.h"
 #include "Cimom/ProtocolAdapter/KivoIndicationSubOperation.h"
 #include "Cimom/ProtocolAdapter/KivoInvokeMethodOperation.h"
+#include "Cimom/ProtocolAdapter/KivoModifyClassOperation.h"
 #include "Cimom/ProtocolAdapter/KivoModifyInstanceOperation.h"
 #include "Cimom/ProtocolAdapter/KivoReferenceNamesOperation.h"
 #include "Cimom/ProtocolAdapter/KivoReferencesOperation.h"
 #include "Cimom/ProtocolAdapter/KivoSetPropertyOperation.h"
+#include "Cimom/ProtocolAdapter/KivoSetQualifierOperation.h"
 #include "Cimom/ProtocolAdapter/OpenAssociatorInstancePathsOperation.h"
 #include "Cimom/ProtocolAdapter/OpenAssociatorInstancesOperation.h"
 #include "Cimom/ProtocolAdapter/OpenEnumerateInstancePathsOperation.h"
@@ -255,6 +260,12 @@ void OperationHandler::handleInvokeMethod(KVOSmrPtr<IKivoInvokeMethodOperation> 
 void OperationHandler::handleIndicationSubscription(KVOSmrPtr<IKivoIndicationSubOperation> const& op) {
     notSupported(op);
 }
+
+void OperationHandler::handleCreateClass(KVOSmrPtr<IKivoCreateClassOperation> const& op) { notSupported(op); }
+void OperationHandler::handleModifyClass(KVOSmrPtr<IKivoModifyClassOperation> const& op) { notSupported(op); }
+void OperationHandler::handleDeleteClass(KVOSmrPtr<IKivoDeleteClassOperation> const& op) { notSupported(op); }
+void OperationHandler::handleSetQualifier(KVOSmrPtr<IKivoSetQualifierOperation> const& op) { notSupported(op); }
+void OperationHandler::handleDeleteQualifier(KVOSmrPtr<IKivoDeleteQualifierOperation> const& op) { notSupported(op); }
 
 // --- Pulled enumerations and ExecQuery ------------------------------------
 

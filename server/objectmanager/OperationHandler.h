@@ -11,8 +11,9 @@
 // exception into the status), then take one writer, allow completion, and
 // run the producer on a worker thread, which adds the results, reports a
 // failure through the writer and always closes it. ExecQuery streams the
-// same way. Indication subscriptions answer CIM_ERR_NOT_SUPPORTED through the
-// operation.
+// same way. Indication subscriptions and the schema operations (CreateClass,
+// ModifyClass, DeleteClass, SetQualifier, DeleteQualifier) answer
+// CIM_ERR_NOT_SUPPORTED through the operation.
 //
 // Pulled enumerations live in an EnumerationContexts table (see there for the
 // limits, the context ids, expiry and the codes): an Open entry checks the
@@ -105,6 +106,11 @@ public:
     void handlePullInstances(KVOSmrPtr<IPullInstancesOperation> const& op) override;
     void handleExecQuery(KVOSmrPtr<IExecQueryOperation> const& op) override;
     void handleOpenQueryInstances(KVOSmrPtr<IOpenQueryInstancesOperation> const& op) override;
+    void handleCreateClass(KVOSmrPtr<IKivoCreateClassOperation> const& op) override;
+    void handleModifyClass(KVOSmrPtr<IKivoModifyClassOperation> const& op) override;
+    void handleDeleteClass(KVOSmrPtr<IKivoDeleteClassOperation> const& op) override;
+    void handleSetQualifier(KVOSmrPtr<IKivoSetQualifierOperation> const& op) override;
+    void handleDeleteQualifier(KVOSmrPtr<IKivoDeleteQualifierOperation> const& op) override;
 
 private:
     // Streams what `produce` yields through one writer of `op`, on a worker
