@@ -38,7 +38,10 @@
 // end waits without holding a thread. The level falls by one for each
 // quietPeriod without failures, so a client that stops failing is soon served
 // at full speed again; a success does not lower it (a known account cannot
-// launder guesses at another). Tables are bounded: at most maxPeers peers and
+// launder guesses at another). A delayed refusal keeps its connection open,
+// so with the front end's connection cap one peer guesses at most about
+// maxConnections / maxDelay times a second (20 with 64 and 3.2 s), however
+// many connections it opens. Tables are bounded: at most maxPeers peers and
 // maxConnections connections are remembered, the least recently failing are
 // forgotten first, and an entry whose level has decayed to zero is dropped.
 //
