@@ -1,5 +1,6 @@
 #include "AuthGate.h"
 
+#include "KivoUtilities/KVOHTTPRequest.h"
 #include "KivoUtilities/KVOLog.h"
 
 #include <algorithm>
@@ -320,6 +321,20 @@ void AuthGate::expire(Clock::time_point now) {
         expireLocked(now, records);
     }
     logAll(records);
+}
+
+AuthRequest authRequestFor(KVOHTTPRequest const& head, std::string peerAddress, std::uint64_t connectionId) {
+    AuthRequest r;
+    KVOString const* field = head.getHeaderField("Authorization");
+    r.authorization = field != nullptr ? &field->str() : nullptr;
+    r.peerAddress = std::move(peerAddress);
+    r.connectionId = connectionId;
+    r.http10 = head.getProtocolEnum() == KVOHTTPRequest::HTTP_1_0;
+    long const length = head.getContentLength();
+    r.reusable = head.getProtocolEnum() == KVOHTTPRequest::HTTP_1_1 && head.isKeepAlive() &&
+                 head.getHeaderField("Transfer-Encoding") == nullptr &&
+                 (length == KVOHTTPRequest::CONTENT_LENGTH_ABSENT || length == 0);
+    return r;
 }
 
 std::size_t AuthGate::peersRemembered() const {

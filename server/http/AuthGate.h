@@ -71,6 +71,8 @@
 #include <utility>
 #include <vector>
 
+class KVOHTTPRequest;
+
 namespace refserver {
 
 // The settings of an AuthGate; every limit a client can reach is here.
@@ -238,5 +240,28 @@ private:
     authdetail::RecentTable<std::uint64_t, Level> _connections;   // guarded by _mutex
     authdetail::RecentTable<std::string, Burst> _bursts;          // guarded by _mutex; by last failure
 };
+
+// The gate's question about a request head the front end has read: its
+// Authorization field (pointing into `head`, which must outlive the result),
+// whether the refusal is HTTP/1.0, and whether the connection could carry
+// another request after a refusal (HTTP/1.1 keep-alive with no body: no
+// Transfer-Encoding, a Content-Length absent or 0).
+AuthRequest authRequestFor(KVOHTTPRequest const& head, std::string peerAddress, std::uint64_t connectionId);
+
+// The gate's answer in the shape of the front end's admission (a struct with
+// admitted, principal, refusal, delay and close), so that its request gate is
+//   [&gate](auto const& head, auto const& c) {
+//       return toAdmission<Admission>(gate.check(authRequestFor(head, c.peerAddress, c.id)));
+//   }
+template <class Admission>
+Admission toAdmission(AuthDecision d) {
+    Admission a;
+    a.admitted = d.admitted;
+    a.principal = std::move(d.principal);
+    a.refusal = std::move(d.refusal);
+    a.delay = d.delay;
+    a.close = d.close;
+    return a;
+}
 
 }  // namespace refserver

@@ -2,6 +2,10 @@
 
 #include "support/LogCapture.h"
 
+#include "KivoUtilities/KVOGenericHTTPIStream.h"
+#include "KivoUtilities/KVOHTTPRequest.h"
+#include "KivoUtilities/KVOMemorySocket.h"
+
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -128,6 +132,16 @@ TEST_F(AuthGateTest, TheRefusalIsThe401ChallengeAndClosesUnlessTheConnectionCanG
     AuthRequest old = attempt(&kMalformed, "10.0.0.2", 2, false);
     old.http10 = true;
     EXPECT_EQ(gate.check(old, t0).refusal.substr(0, 26), "HTTP/1.0 401 Unauthorized\r");
+    // The front end's admission takes every field.
+    struct Admission {
+        bool admitted = true;
+        std::string principal, refusal;
+        Ms delay{0};
+        bool close = false;
+    } const a = refserver::toAdmission<Admission>(d);
+    EXPECT_FALSE(a.admitted);
+    EXPECT_EQ(a.refusal, d.refusal);
+    EXPECT_TRUE(a.close);
     // A success names the user and carries no delay.
     d = gate.check(attempt(&kAlice, "10.0.0.1", 1, true), t0);
     EXPECT_TRUE(d.admitted);
@@ -239,6 +253,37 @@ TEST_F(AuthGateTest, ConcurrentChecksKeepTheTablesConsistent) {
     for (auto& t : threads) t.join();
     EXPECT_LE(gate.peersRemembered(), 8u);
     EXPECT_LE(gate.connectionsRemembered(), 8u);
+}
+
+TEST_F(AuthGateTest, AHeadIsReusableOnlyWhenNothingFollowsItAndItKeepsAlive) {
+    struct Case {
+        char const* fields;
+        char const* protocol;
+        bool reusable;
+    };
+    for (Case const& c : std::vector<Case>{
+             {"", "HTTP/1.1", true},
+             {"Content-Length: 0\r\n", "HTTP/1.1", true},
+             {"Content-Length: 5\r\n", "HTTP/1.1", false},
+             {"Content-Length: 5x\r\n", "HTTP/1.1", false},
+             {"Transfer-Encoding: chunked\r\n", "HTTP/1.1", false},
+             {"Connection: close\r\n", "HTTP/1.1", false},
+             {"Connection: keep-alive\r\n", "HTTP/1.0", false},
+         }) {
+        SCOPED_TRACE(std::string(c.protocol) + " " + c.fields);
+        KVOMemorySocket sock(std::string("POST /cimom ") + c.protocol + "\r\nAuthorization: " + kAlice + "\r\n" +
+                             c.fields + "\r\n");
+        KVOGenericHTTPIStream istr(sock);
+        KVOHTTPRequest head;
+        ASSERT_TRUE(head.readFrom(istr));
+        AuthRequest const r = refserver::authRequestFor(head, "10.0.0.1", 5);
+        EXPECT_EQ(r.reusable, c.reusable);
+        EXPECT_EQ(r.http10, std::string(c.protocol) == "HTTP/1.0");
+        ASSERT_NE(r.authorization, nullptr);
+        EXPECT_EQ(*r.authorization, kAlice);
+        EXPECT_EQ(r.peerAddress, "10.0.0.1");
+        EXPECT_EQ(r.connectionId, 5u);
+    }
 }
 
 TEST_F(AuthGateTest, RefusesSettingsItCannotHonour) {
