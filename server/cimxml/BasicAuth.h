@@ -14,6 +14,12 @@
 // not exist costs the same comparison as one that does, so the answer's
 // timing tells neither a stored password nor whether a user exists.
 //
+// The HTTP front end's gate (server/http/AuthGate.h) makes the same check
+// on the event-loop thread before a request takes a thread, and adds what a
+// per-request check on an adapter thread cannot: delays that grow with
+// failures, closing, and failure logging once per burst. Once the front end
+// admits requests through it, the adapter needs only UserToken from here.
+//
 // Immutable once built: check() may be called from every adapter thread at
 // once.
 #pragma once
