@@ -118,6 +118,8 @@ public:
     // is registered).
     void registerProvider(KVOString const& nameSpace, KVOString const& className,
                           std::shared_ptr<InstanceProvider> provider);
+    // The store of the classes without a provider of their own.
+    InstanceStore const& store() const { return *_store; }
     // The implementation of `methodName` for `className` and its subclasses.
     void registerMethod(KVOString const& nameSpace, KVOString const& className, KVOString const& methodName,
                         MethodImpl impl);
