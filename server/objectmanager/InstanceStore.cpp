@@ -25,15 +25,22 @@ void appendField(std::string& out, std::string const& text) {
 
 }  // namespace
 
-std::string normalisedKey(IKivoClass const& cls, IKivoInstanceName const& path) {
+std::string normalisedKey(IKivoClass const& cls, IKivoInstanceName const& path, bool* exact) {
     std::vector<std::pair<std::string, std::string>> keys;
+    // Exact: every key of the class given once, converted to its declared
+    // type, and no reference (whose text may name one path in two ways); a
+    // miss is then a miss, without a scan.
+    bool canonical = path.getKeys().size() == ClassRepository::keyNames(cls).size();
     for (KVOKeyBinding const& k : path.getKeys()) {
         KVOSmrPtr<IKivoValue> value = k.value;
-        if (KVOSmrPtr<IKivoProperty> decl = cls.getProperty(k.name); decl && value) {
+        KVOSmrPtr<IKivoProperty> decl = cls.getProperty(k.name);
+        if (!decl || !value || !ClassRepository::isKey(*decl) || decl->getCIMType() == KVOCIMType::Reference)
+            canonical = false;
+        if (decl && value) {
             try {
                 value = CKivoValue::convert(value, decl->getCIMType());
             } catch (KivoBaseException const&) {
-                // Left as given: the lookup then falls back to a scan.
+                canonical = false;  // left as given: a lookup falls back to a scan
             }
         }
         std::string text = value ? std::to_string(static_cast<int>(value->getCIMType())) + "/" + value->toString().str()
@@ -46,6 +53,9 @@ std::string normalisedKey(IKivoClass const& cls, IKivoInstanceName const& path) 
         appendField(out, name);
         appendField(out, text);
     }
+    for (std::size_t i = 1; i < keys.size(); ++i)
+        if (keys[i].first == keys[i - 1].first) canonical = false;
+    if (exact) *exact = canonical;
     return out;
 }
 
@@ -64,8 +74,10 @@ std::string InstanceStore::bucketName(KVOString const& nameSpace, IKivoClass con
 
 std::map<std::uint64_t, InstanceStore::Entry>::iterator InstanceStore::locate(Bucket& bucket, IKivoClass const& cls,
                                                                              IKivoInstanceName const& path) {
-    auto hit = bucket.index.find(normalisedKey(cls, path));
+    bool exact = false;
+    auto hit = bucket.index.find(normalisedKey(cls, path, &exact));
     if (hit != bucket.index.end()) return bucket.order.find(hit->second);
+    if (exact) return bucket.order.end();
     for (auto it = bucket.order.begin(); it != bucket.order.end(); ++it)
         if (sameKeys(*it->second.instance->getInstanceName(), path)) return it;
     return bucket.order.end();

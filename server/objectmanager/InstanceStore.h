@@ -15,9 +15,10 @@
 // Cost: finding an instance by its full keys is an average O(1) hash lookup
 // on the normalised key (each key name lower-cased, its value converted to
 // the class's declared type and written out as text, sorted by name); a path
-// whose keys miss the index (untyped values that do not convert, keys of
-// another spelling) is matched by a scan, so a lookup never finds less than
-// sameKeys would. Creating is O(1) on average whatever the class's size.
+// whose keys are not canonical (untyped values that do not convert, keys
+// missing or not of the class, references) and miss the index is matched by
+// a scan, so a lookup never finds less than sameKeys would. Creating is O(1)
+// on average whatever the class's size.
 //
 // Quota (StoreLimits): at most maxInstancesPerClass instances per class and
 // namespace, and at most maxBytes of instance data in the whole store (an
@@ -88,7 +89,10 @@ private:
     std::uint64_t _bytes = 0;                // guarded by _lock
 };
 
-// The normalised key of `path` for `cls` (see InstanceStore).
-std::string normalisedKey(IKivoClass const& cls, IKivoInstanceName const& path);
+// The normalised key of `path` for `cls` (see InstanceStore). `exact`, when
+// given, tells whether the key is canonical: every key of the class once,
+// each converted to its declared type, none a reference. Two paths with
+// canonical keys name the same instance exactly when their keys are equal.
+std::string normalisedKey(IKivoClass const& cls, IKivoInstanceName const& path, bool* exact = nullptr);
 
 }  // namespace kivo::om
