@@ -5,8 +5,10 @@
 #include "Cimom/ProtocolAdapter/OperationTimeout.h"
 #include "KivoUtilities/KivoBaseException.h"
 
+#include <sys/random.h>
+
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
 #include <deque>
 
 namespace kivo::om {
@@ -22,7 +24,7 @@ KVOString const WHERE("EnumerationContexts");
 // One open enumeration. The request that holds it (the id is then out of the
 // table) is its only consumer.
 struct EnumerationContexts::Enumeration {
-    Enumeration(Kind k, Clock::duration t) : kind(k), timeout(t) {}
+    Enumeration(Kind k, std::string p, Clock::duration t) : kind(k), principal(std::move(p)), timeout(t) {}
     virtual ~Enumeration() = default;
 
     // Ends the producer's wait and drops what it buffered.
@@ -35,6 +37,7 @@ struct EnumerationContexts::Enumeration {
     virtual void drop() = 0;  // mutex held
 
     Kind const kind;
+    std::string const principal;
     Clock::duration const timeout;
 
     std::string id;                // guarded by the table's _lock: "" while a request holds it
@@ -44,20 +47,25 @@ struct EnumerationContexts::Enumeration {
     std::mutex mutex;
     std::condition_variable changed;  // results added or taken, finished, closed
     bool closed = false;              // guarded by mutex
-    bool finished = false;            // guarded by mutex: the producer has returned
+    bool finished = false;            // guarded by mutex: the producer has returned for good
+    bool running = false;             // guarded by mutex: a run of the producer is on the pool
+    std::uint64_t kept = 0;           // guarded by mutex: results produced and not dropped (handed out or buffered)
+    Clock::time_point activity;       // guarded by mutex: the last request's take (steady clock)
     int errorCode = 0;                // guarded by mutex: the producer's failure
     KVOString errorMessage;           // guarded by mutex
 };
 
 template <class T>
 struct EnumerationContexts::Buffered final : Enumeration {
-    using Enumeration::Enumeration;
+    Buffered(Kind k, std::string p, Clock::duration t, Producer<T> make)
+        : Enumeration(k, std::move(p), t), produce(std::move(make)) {}
     void drop() override { results.clear(); }
+    Producer<T> const produce;
     std::deque<T> results;  // guarded by mutex
 };
 
 EnumerationContexts::EnumerationContexts(Limits limits, std::function<Clock::time_point()> now)
-    : _limits(limits), _now(std::move(now)), _random(std::random_device()()) {
+    : _limits(limits), _now(std::move(now)), _producers(limits.producerThreads) {
     _sweeper = std::thread([this] { sweeper(); });
 }
 
@@ -69,7 +77,7 @@ EnumerationContexts::~EnumerationContexts() {
     _stop.notify_all();
     _sweeper.join();
     closeAll();
-    _workers.waitIdle();
+    _producers.waitIdle();
 }
 
 void EnumerationContexts::sweeper() {
@@ -90,17 +98,104 @@ EnumerationContexts::Clock::duration EnumerationContexts::timeoutFor(std::uint32
     return std::chrono::seconds(operationTimeout);
 }
 
+std::string EnumerationContexts::randomId() {
+    unsigned char bytes[16];
+    std::size_t got = 0;
+    while (got < sizeof bytes) {
+        ssize_t const n = getrandom(bytes + got, sizeof bytes - got, 0);
+        if (n > 0) {
+            got += static_cast<std::size_t>(n);
+        } else if (n < 0 && errno != EINTR) {
+            refuse(CIM_ERR_FAILED, "no random bytes for an enumeration context");
+        }
+    }
+    static char const digits[] = "0123456789abcdef";
+    std::string id(2 * sizeof bytes, '0');
+    for (std::size_t i = 0; i < sizeof bytes; ++i) {
+        id[2 * i] = digits[bytes[i] >> 4];
+        id[2 * i + 1] = digits[bytes[i] & 0xF];
+    }
+    return id;
+}
+
 std::string EnumerationContexts::newId() {
-    char text[48];
-    std::snprintf(text, sizeof text, "%016llx.%llx", static_cast<unsigned long long>(_random()),
-                  static_cast<unsigned long long>(++_serial));
-    return text;
+    std::string id;
+    do id = randomId();
+    while (_idle.count(id) != 0);
+    return id;
 }
 
 template <class T>
-EnumerationContexts::Batch<T> EnumerationContexts::open(Kind kind, Producer<T> produce, Clock::duration timeout,
-                                                        std::uint32_t maxObjectCount) {
-    auto e = std::make_shared<Buffered<T>>(kind, timeout);
+void EnumerationContexts::startProducer(std::shared_ptr<Buffered<T>> const& e) {
+    e->running = true;
+    std::size_t const capacity = bufferCapacity();
+    auto job = [this, e, capacity] {
+        std::uint64_t skip;
+        {
+            std::lock_guard guard(e->mutex);
+            skip = e->kept;
+        }
+        std::uint64_t seen = 0;
+        bool parked = false;
+        int code = 0;
+        KVOString message;
+        auto const slice = std::min<Clock::duration>(_limits.parkAfter, std::chrono::milliseconds(100));
+        try {
+            e->produce([&](T const& result) {
+                if (seen < skip) {  // delivered or buffered by an earlier run
+                    ++seen;
+                    return true;
+                }
+                std::unique_lock held(e->mutex);
+                while (!e->closed && e->results.size() >= capacity) {
+                    // Nobody wants results now: give the worker back.
+                    if (Clock::now() - e->activity >= _limits.parkAfter || _producers.queued() != 0) {
+                        parked = true;
+                        return false;
+                    }
+                    e->changed.wait_for(held, slice);
+                }
+                if (e->closed) return false;
+                // The request waits only on an empty buffer.
+                bool const wasEmpty = e->results.empty();
+                e->results.push_back(result);
+                ++e->kept;
+                ++seen;
+                if (wasEmpty) e->changed.notify_all();
+                return true;
+            });
+        } catch (KivoBaseException const& x) {
+            code = x.getCode() != 0 ? x.getCode() : CIM_ERR_FAILED;
+            message = x.getMessage();
+        } catch (std::exception const& x) {
+            code = CIM_ERR_FAILED;
+            message = x.what();
+        } catch (...) {
+            code = CIM_ERR_FAILED;
+        }
+        std::lock_guard guard(e->mutex);
+        e->running = false;
+        if (!parked || code != 0) {
+            e->finished = true;
+            e->errorCode = code;
+            e->errorMessage = message;
+        }
+        e->changed.notify_all();
+    };
+    try {
+        _producers.run(std::move(job));
+    } catch (...) {
+        e->running = false;
+        e->finished = true;
+        e->errorCode = CIM_ERR_FAILED;
+        e->errorMessage = "no thread for the enumeration's producer";
+    }
+}
+
+template <class T>
+EnumerationContexts::Batch<T> EnumerationContexts::open(Kind kind, std::string const& principal, Producer<T> produce,
+                                                        Clock::duration timeout, std::uint32_t maxObjectCount) {
+    auto e = std::make_shared<Buffered<T>>(kind, principal, timeout, std::move(produce));
     {
         std::lock_guard guard(_lock);
         if (_all.size() >= _limits.maxOpen) {
@@ -108,51 +203,28 @@ EnumerationContexts::Batch<T> EnumerationContexts::open(Kind kind, Producer<T> p
                    "too many open enumerations (at most " + KVOString::itoa(static_cast<long long>(_limits.maxOpen)) +
                        ")");
         }
+        auto const mine = std::count_if(_all.begin(), _all.end(),
+                                        [&](std::shared_ptr<Enumeration> const& o) { return o->principal == principal; });
+        if (static_cast<std::size_t>(mine) >= _limits.maxOpenPerPrincipal) {
+            refuse(CIM_ERR_SERVER_LIMITS_EXCEEDED,
+                   "too many open enumerations of one principal (at most " +
+                       KVOString::itoa(static_cast<long long>(_limits.maxOpenPerPrincipal)) + ")");
+        }
         _all.push_back(e);
         e->lastUsed = _now();
     }
-    std::size_t const capacity = bufferCapacity();
-    try {
-        _workers.run([e, produce = std::move(produce), capacity] {
-            int code = 0;
-            KVOString message;
-            try {
-                produce([&e, capacity](T const& result) {
-                    std::unique_lock held(e->mutex);
-                    e->changed.wait(held, [&] { return e->closed || e->results.size() < capacity; });
-                    if (e->closed) return false;
-                    // The request waits only on an empty buffer.
-                    bool const wasEmpty = e->results.empty();
-                    e->results.push_back(result);
-                    if (wasEmpty) e->changed.notify_all();
-                    return true;
-                });
-            } catch (KivoBaseException const& x) {
-                code = x.getCode() != 0 ? x.getCode() : CIM_ERR_FAILED;
-                message = x.getMessage();
-            } catch (std::exception const& x) {
-                code = CIM_ERR_FAILED;
-                message = x.what();
-            } catch (...) {
-                code = CIM_ERR_FAILED;
-            }
-            std::lock_guard guard(e->mutex);
-            e->finished = true;
-            e->errorCode = code;
-            e->errorMessage = message;
-            e->changed.notify_all();
-        });
-    } catch (...) {
-        retire(e);
-        throw;
+    {
+        std::lock_guard guard(e->mutex);
+        e->activity = Clock::now();
+        startProducer(e);
     }
     return take<T>(e, maxObjectCount);
 }
 
 template <class T>
-EnumerationContexts::Batch<T> EnumerationContexts::pull(std::string const& context, Kind kind,
-                                                        std::uint32_t maxObjectCount) {
-    std::shared_ptr<Enumeration> e = checkOut(context, &kind);
+EnumerationContexts::Batch<T> EnumerationContexts::pull(std::string const& context, std::string const& principal,
+                                                        Kind kind, std::uint32_t maxObjectCount) {
+    std::shared_ptr<Enumeration> e = checkOut(context, principal, &kind);
     if (maxObjectCount == 0) {
         if (++e->zeroCountPulls > _limits.maxZeroCountPulls) {
             retire(e);
@@ -175,13 +247,17 @@ EnumerationContexts::Batch<T> EnumerationContexts::take(std::shared_ptr<Enumerat
         refuse(CIM_ERR_INVALID_ENUMERATION_CONTEXT, "the enumeration holds results of another kind");
     }
     Buffered<T>& e = *typed;
+    std::shared_ptr<Buffered<T>> const shared(held, typed);
     std::size_t const count = std::min(maxObjectCount, _limits.maxObjectCount);
     std::size_t const capacity = bufferCapacity();
     Batch<T> batch;
     batch.results.reserve(std::min<std::size_t>(count, 1024));
     auto const deadline = Clock::now() + _limits.pullWait;
     std::unique_lock lock(e.mutex);
+    e.activity = Clock::now();
     while (batch.results.size() < count) {
+        // A parked producer runs again once there is room for what it makes.
+        if (!e.running && !e.finished && !e.closed && e.results.size() < capacity) startProducer(shared);
         if (!e.results.empty()) {
             // The producer waits only on a full buffer.
             bool const wasFull = e.results.size() >= capacity;
@@ -215,13 +291,15 @@ EnumerationContexts::Batch<T> EnumerationContexts::take(std::shared_ptr<Enumerat
 }
 
 std::shared_ptr<EnumerationContexts::Enumeration> EnumerationContexts::checkOut(std::string const& context,
+                                                                                std::string const& principal,
                                                                                 Kind const* kind) {
     std::shared_ptr<Enumeration> e;
     bool expired = false;
     {
         std::lock_guard guard(_lock);
         auto it = _idle.find(context);
-        if (it == _idle.end()) {
+        // Another principal's enumeration is answered as an unknown one.
+        if (it == _idle.end() || it->second->principal != principal) {
             refuse(CIM_ERR_INVALID_ENUMERATION_CONTEXT,
                    "no open enumeration has the context \"" + KVOString(context) + "\"");
         }
@@ -267,7 +345,9 @@ void EnumerationContexts::retire(std::shared_ptr<Enumeration> const& e) {
     e->close();
 }
 
-void EnumerationContexts::close(std::string const& context) { retire(checkOut(context, nullptr)); }
+void EnumerationContexts::close(std::string const& context, std::string const& principal) {
+    retire(checkOut(context, principal, nullptr));
+}
 
 void EnumerationContexts::closeAll() {
     std::vector<std::shared_ptr<Enumeration>> all;
@@ -307,12 +387,14 @@ std::size_t EnumerationContexts::openCount() const {
 }
 
 template EnumerationContexts::Batch<KVOSmrPtr<IKivoObject>> EnumerationContexts::open(
-    Kind, Producer<KVOSmrPtr<IKivoObject>>, Clock::duration, std::uint32_t);
+    Kind, std::string const&, Producer<KVOSmrPtr<IKivoObject>>, Clock::duration, std::uint32_t);
 template EnumerationContexts::Batch<KVOSmrPtr<IKivoInstanceName>> EnumerationContexts::open(
-    Kind, Producer<KVOSmrPtr<IKivoInstanceName>>, Clock::duration, std::uint32_t);
-template EnumerationContexts::Batch<KVOSmrPtr<IKivoObject>> EnumerationContexts::pull(std::string const&, Kind,
+    Kind, std::string const&, Producer<KVOSmrPtr<IKivoInstanceName>>, Clock::duration, std::uint32_t);
+template EnumerationContexts::Batch<KVOSmrPtr<IKivoObject>> EnumerationContexts::pull(std::string const&,
+                                                                                      std::string const&, Kind,
                                                                                       std::uint32_t);
-template EnumerationContexts::Batch<KVOSmrPtr<IKivoInstanceName>> EnumerationContexts::pull(std::string const&, Kind,
+template EnumerationContexts::Batch<KVOSmrPtr<IKivoInstanceName>> EnumerationContexts::pull(std::string const&,
+                                                                                            std::string const&, Kind,
                                                                                             std::uint32_t);
 
 }  // namespace kivo::om

@@ -2,7 +2,8 @@
 
 namespace kivo::om {
 
-HandlerContext::HandlerContext(ModelSettings settings) : _settings(settings), _handler(_om) {}
+HandlerContext::HandlerContext(ModelSettings settings, Options options)
+    : _settings(settings), _om(options.store), _handler(_om, options.enumerations, options.streamThreads) {}
 
 HandlerContext::~HandlerContext() = default;
 

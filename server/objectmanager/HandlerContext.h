@@ -27,9 +27,22 @@
 
 namespace kivo::om {
 
+// The object manager's limits a server exposes as settings (the flag each
+// one is meant for is named beside it).
+struct Options {
+    // --max-instances-per-class (100000) and --max-instance-bytes (1 GiB):
+    // the instance store's quota, InstanceStore.h.
+    StoreLimits store;
+    // --max-enumerations-per-principal (64 of the 256 open enumerations) and
+    // --enumeration-threads (16 producer threads): EnumerationContexts.h.
+    EnumerationLimits enumerations;
+    // --stream-threads (64): producer threads of streamed answers.
+    std::size_t streamThreads = 64;
+};
+
 class HandlerContext : public IKivoOperationHandlerContext {
 public:
-    explicit HandlerContext(ModelSettings settings = ModelSettings());
+    explicit HandlerContext(ModelSettings settings = ModelSettings(), Options options = Options());
     HandlerContext(HandlerContext const&) = delete;
     HandlerContext& operator=(HandlerContext const&) = delete;
     // Releases and waits for running producers (not for registered requests).

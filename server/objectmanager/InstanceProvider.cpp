@@ -23,6 +23,13 @@ void InstanceProvider::modify(KVOString const&, IKivoClass const& cls, KVOSmrPtr
     raise(CIM_ERR_NOT_SUPPORTED, "InstanceProvider", "instances of " + cls.getName() + " cannot be modified");
 }
 
+void InstanceProvider::update(KVOString const& nameSpace, IKivoClass const& cls, IKivoInstanceName const& path,
+                              Change const& change) {
+    KVOSmrPtr<IKivoObject> current = get(nameSpace, cls, path);
+    if (!current) raise(CIM_ERR_NOT_FOUND, "InstanceProvider", path.toString() + " not found");
+    modify(nameSpace, cls, change(*current));
+}
+
 void InstanceProvider::remove(KVOString const&, IKivoClass const& cls, IKivoInstanceName const&) {
     raise(CIM_ERR_NOT_SUPPORTED, "InstanceProvider", "instances of " + cls.getName() + " cannot be deleted");
 }

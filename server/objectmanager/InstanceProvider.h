@@ -36,6 +36,16 @@ public:
     virtual void create(KVOString const& nameSpace, IKivoClass const& cls, KVOSmrPtr<IKivoObject> const& instance);
     // Replaces the instance with the same keys; CIM_ERR_NOT_FOUND when absent.
     virtual void modify(KVOString const& nameSpace, IKivoClass const& cls, KVOSmrPtr<IKivoObject> const& instance);
+    // What a read-modify-write makes of the current instance: the whole new
+    // instance, with the same keys. It may raise; nothing changes then.
+    using Change = std::function<KVOSmrPtr<IKivoObject>(IKivoObject const& current)>;
+    // Replaces the instance with the keys of `path` by change(current);
+    // CIM_ERR_NOT_FOUND when absent. A provider that keeps instances makes
+    // this atomic (no other write to the instance between the read and the
+    // write); the default reads with get() and writes with modify(), which is
+    // atomic only if the provider has nothing else writing.
+    virtual void update(KVOString const& nameSpace, IKivoClass const& cls, IKivoInstanceName const& path,
+                        Change const& change);
     // Removes the instance with the keys of `path`; CIM_ERR_NOT_FOUND when absent.
     virtual void remove(KVOString const& nameSpace, IKivoClass const& cls, IKivoInstanceName const& path);
 };

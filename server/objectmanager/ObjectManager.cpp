@@ -63,7 +63,7 @@ KVOSmrPtr<IKivoValue> MethodCall::arg(KVOString const& name) const {
     return nullptr;
 }
 
-ObjectManager::ObjectManager() : _store(std::make_shared<InstanceStore>()) {}
+ObjectManager::ObjectManager(StoreLimits limits) : _store(std::make_shared<InstanceStore>(limits)) {}
 
 void ObjectManager::registerProvider(KVOString const& nameSpace, KVOString const& className,
                                      std::shared_ptr<InstanceProvider> provider) {
@@ -229,9 +229,13 @@ void ObjectManager::setProperty(KVOString const& nameSpace, KVOSmrPtr<IKivoInsta
         raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, cls->getName() + " has no property " + propertyName);
     if (instance->getInstanceName()->getKey(propertyName))
         raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + propertyName + " cannot be set");
-    PropertyValues values = valuesOf(*instance);
-    values.emplace_back(propertyName, value);
-    provider(nameSpace, *cls).modify(nameSpace, *cls, buildInstance(nameSpace, *cls, values));
+    // Read, change and write in one step of the provider: a concurrent write
+    // of another property is not lost.
+    provider(nameSpace, *cls).update(nameSpace, *cls, *instance->getInstanceName(), [&](IKivoObject const& current) {
+        PropertyValues values = valuesOf(current);
+        values.emplace_back(propertyName, value);
+        return buildInstance(nameSpace, *cls, values);
+    });
 }
 
 KVOSmrPtr<IKivoInstanceName> ObjectManager::createInstance(KVOString const& nameSpace,
@@ -256,17 +260,24 @@ void ObjectManager::modifyInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoIn
     KVOSmrPtr<IKivoObject> existing = required(findInstance(nameSpace, *target), *target);
     KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, existing->getClassName());
     KVOSmrPtr<IKivoInstanceName> const existingPath = existing->getInstanceName();
-    PropertyValues values = valuesOf(*existing);
+    // The changes, checked before the write; keys keep their values.
+    PropertyValues changes;
     auto change = [&](KVOString const& name, KVOSmrPtr<IKivoValue> const& value) {
         if (!cls->getProperty(name)) raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, cls->getName() + " has no property " + name);
-        if (!existingPath->getKey(name)) values.emplace_back(name, value);  // keys keep their values
+        if (!existingPath->getKey(name)) changes.emplace_back(name, value);
     };
     for (KVOSmrPtr<IKivoProperty> const& p : instance->getProperties())
         if (listed(propertyList, p->getName())) change(p->getName(), p->getValue());
     if (propertyList)
         for (KVOString const& name : *propertyList)
             if (!instance->getProperty(name)) change(name, nullptr);
-    provider(nameSpace, *cls).modify(nameSpace, *cls, buildInstance(nameSpace, *cls, values));
+    // Applied to the instance as it is at the write, in one step of the
+    // provider, so that a concurrent change of other properties is kept.
+    provider(nameSpace, *cls).update(nameSpace, *cls, *existingPath, [&](IKivoObject const& current) {
+        PropertyValues values = valuesOf(current);
+        values.insert(values.end(), changes.begin(), changes.end());
+        return buildInstance(nameSpace, *cls, values);
+    });
 }
 
 void ObjectManager::deleteInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path) {

@@ -17,7 +17,11 @@
 // Threading: set up (repository, providers, methods) on one thread before
 // use, then any number of threads may call the operations at once; the
 // repository is read-only by then, the store and the providers lock for
-// themselves.
+// themselves. ModifyInstance and SetProperty are atomic on the instance: the
+// change is applied to the instance as it is at the write, through the
+// provider's update() (InstanceStore: under its lock), so concurrent writers
+// of different properties keep each other's values and writers of one
+// property end with one of the written values.
 //
 // Instance lookup is lenient in two ways that clients rely on: a path may name
 // a superclass of the instance's class, and a path that gives only some of
@@ -103,7 +107,7 @@ using MethodImpl = std::function<MethodResult(ObjectManager&, MethodCall const&)
 
 class ObjectManager {
 public:
-    ObjectManager();
+    explicit ObjectManager(StoreLimits limits = StoreLimits());
     ObjectManager(ObjectManager const&) = delete;
     ObjectManager& operator=(ObjectManager const&) = delete;
 
@@ -114,6 +118,8 @@ public:
     // is registered).
     void registerProvider(KVOString const& nameSpace, KVOString const& className,
                           std::shared_ptr<InstanceProvider> provider);
+    // The store of the classes without a provider of their own.
+    InstanceStore const& store() const { return *_store; }
     // The implementation of `methodName` for `className` and its subclasses.
     void registerMethod(KVOString const& nameSpace, KVOString const& className, KVOString const& methodName,
                         MethodImpl impl);

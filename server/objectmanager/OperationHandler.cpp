@@ -39,8 +39,11 @@
 #include "Cimom/ProtocolAdapter/PullInstancesOperation.h"
 #include "Cimom/ProtocolAdapter/PullInstancesWithPathOperation.h"
 #include "Cimom/ProtocolAdapter/Common/QueryResultClassOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/MultiResponseWriter.h"
 #include "KivoUtilities/CKivoData.h"
 
+#include <atomic>
+#include <thread>
 #include <type_traits>
 
 namespace kivo::om {
@@ -60,6 +63,43 @@ void OperationHandler::releaseProducers() {
     _enumerations.closeAll();
 }
 
+namespace {
+
+// Tells a producer that its consumer has gone. A collection drops the results
+// added after its consumer is done; whether add() then says so or not, a
+// marker added then is processed at once on the adding thread, which no
+// consumer ever is. The producer adds one every kProbeEvery results.
+template <class T>
+class DepartureProbe final : public qora::IMarker<T> {
+public:
+    DepartureProbe(std::thread::id producer, std::shared_ptr<std::atomic<bool>> departed)
+        : _producer(producer), _departed(std::move(departed)) {}
+    bool isMarker() const override { return true; }
+    void process() const override {
+        if (std::this_thread::get_id() == _producer) _departed->store(true, std::memory_order_relaxed);
+    }
+
+private:
+    std::thread::id const _producer;
+    std::shared_ptr<std::atomic<bool>> const _departed;
+};
+
+constexpr unsigned kProbeEvery = 16;
+
+}  // namespace
+
+template <class T>
+bool OperationHandler::addOrStop(qora::IMultiResponse<T>& writer, T const& result, unsigned& sinceProbe,
+                                 std::shared_ptr<std::atomic<bool>> const& departed) {
+    if (!writer.add(result, false)) return false;
+    if (++sinceProbe < kProbeEvery) return true;
+    sinceProbe = 0;
+    if (auto* probing = dynamic_cast<qora::MultiResponseWriter<T>*>(&writer)) {
+        probing->add(KVOSmrPtr<qora::IMarker<T>>(new DepartureProbe<T>(std::this_thread::get_id(), departed)), false);
+    }
+    return !departed->load(std::memory_order_relaxed);
+}
+
 template <class T, class Op>
 void OperationHandler::stream(KVOSmrPtr<Op> const& op, Producer<T> produce) {
     KVOSmrPtr<qora::IMultiResponse<T>> writer = op->getResponse();
@@ -76,7 +116,10 @@ void OperationHandler::stream(KVOSmrPtr<Op> const& op, Producer<T> produce) {
     try {
         _workers.run([writer, produce = std::move(produce), untrack] {
             try {
-                produce([&](T const& result) { return writer->add(result, false); });
+                // Stops at the first result the collection refuses or drops.
+                auto departed = std::make_shared<std::atomic<bool>>(false);
+                unsigned sinceProbe = 0;
+                produce([&](T const& result) { return addOrStop(*writer, result, sinceProbe, departed); });
             } catch (KivoBaseException const& e) {
                 writer->setErrorCode(e.getCode() != 0 ? e.getCode() : CIM_ERR_FAILED);
             } catch (...) {
@@ -110,6 +153,13 @@ void OperationHandler::notSupported(KVOSmrPtr<Op> const& op) {
 }
 
 namespace {
+
+// The principal an operation runs for: its security token's user name, ""
+// for anonymous (no token).
+std::string principalOf(IKivoOperation const& op) {
+    KVOSmrPtr<qora::security::ISecurityToken> token = op.getAuthorization();
+    return token ? token->getUserName().str() : std::string();
+}
 
 template <class Op>
 InstanceView instanceView(KVOSmrPtr<Op> const& op) {
@@ -337,14 +387,16 @@ void OperationHandler::openEnumeration(KVOSmrPtr<Op> const& op, Kind kind, Make 
         checkOpenValues(*op, kind == Kind::Instances);
         EnumerationContexts::Clock::duration const timeout = _enumerations.timeoutFor(op->getOperationTimeout());
         Producer<T> produce = make();
-        deliver(*op, _enumerations.open<T>(kind, std::move(produce), timeout, op->getMaxObjectCount()));
+        deliver(*op, _enumerations.open<T>(kind, principalOf(*op), std::move(produce), timeout,
+                                           op->getMaxObjectCount()));
     });
 }
 
 template <class T, class Op>
 void OperationHandler::pullEnumeration(KVOSmrPtr<Op> const& op, Kind kind) {
     answer(op, [&] {
-        deliver(*op, _enumerations.pull<T>(op->getEnumerationContext().str(), kind, op->getMaxObjectCount()));
+        deliver(*op, _enumerations.pull<T>(op->getEnumerationContext().str(), principalOf(*op), kind,
+                                           op->getMaxObjectCount()));
     });
 }
 
@@ -409,7 +461,7 @@ void OperationHandler::handlePullInstances(KVOSmrPtr<IPullInstancesOperation> co
 }
 
 void OperationHandler::handleCloseEnumeration(KVOSmrPtr<ICloseEnumerationOperation> const& op) {
-    answer(op, [&] { _enumerations.close(op->getEnumerationContext().str()); });
+    answer(op, [&] { _enumerations.close(op->getEnumerationContext().str(), principalOf(*op)); });
 }
 
 void OperationHandler::handleExecQuery(KVOSmrPtr<IExecQueryOperation> const& op) {

@@ -16,7 +16,9 @@
 // CIM_ERR_NOT_SUPPORTED through the operation.
 //
 // Pulled enumerations live in an EnumerationContexts table (see there for the
-// limits, the context ids, expiry and the codes): an Open entry checks the
+// limits, the context ids, their principals, expiry and the codes; the
+// principal is the user name of the operation's security token, "" when it
+// has none): an Open entry checks the
 // open values and the request on the adapter's thread, opens an enumeration
 // over the same producer its intrinsic twin streams, and delivers its first
 // batch; a Pull entry delivers the next batch of the enumeration its context
@@ -33,8 +35,12 @@
 // result class on the operation, through the operation base (the interface
 // has no setter).
 //
-// A producer ends when it has added its last result or when its consumer is
-// done (the driver signals completion after writeResponse). An adapter whose
+// Streamed producers run on a pool of at most streamThreads threads (default
+// 64). A producer ends when it has added its last result or at the first
+// result its consumer refuses or drops once done (the driver signals
+// completion after writeResponse; the producer learns of it from add's
+// answer or, at the latest 16 results later, from a probe marker that the
+// collection processes on the producer's own thread). An adapter whose
 // writeResponse throws leaves that signal out; releaseProducers() gives it in
 // its place for every operation whose producer still runs and closes every
 // open enumeration, and the object manager's shutdown calls it once no
@@ -50,17 +56,23 @@
 #include "objectmanager/ObjectManager.h"
 #include "objectmanager/WorkerThreads.h"
 
+#include "Cimom/ProtocolAdapter/Common/IMultiResponse.h"
 #include "Cimom/ProtocolAdapter/KivoOperation.h"
 
+#include <atomic>
 #include <list>
+#include <memory>
 #include <mutex>
 
 namespace kivo::om {
 
 class OperationHandler : public IKivoOperationHandler {
 public:
-    explicit OperationHandler(ObjectManager& objectManager, EnumerationLimits limits = EnumerationLimits())
-        : _om(objectManager), _enumerations(limits) {}
+    // streamThreads: the pool of streamed answers' producers (a streamed
+    // answer past it waits for a free thread).
+    explicit OperationHandler(ObjectManager& objectManager, EnumerationLimits limits = EnumerationLimits(),
+                              std::size_t streamThreads = 64)
+        : _om(objectManager), _enumerations(limits), _workers(streamThreads) {}
     ~OperationHandler() override;
 
     // Blocks until no producer runs.
@@ -117,6 +129,11 @@ private:
     // thread.
     template <class T, class Op>
     void stream(KVOSmrPtr<Op> const& op, Producer<T> produce);
+    // Adds a streamed result; false once the consumer has refused or dropped
+    // one (the producer then stops).
+    template <class T>
+    static bool addOrStop(qora::IMultiResponse<T>& writer, T const& result, unsigned& sinceProbe,
+                          std::shared_ptr<std::atomic<bool>> const& departed);
     // Answers CIM_ERR_NOT_SUPPORTED through the operation.
     template <class Op>
     static void notSupported(KVOSmrPtr<Op> const& op);

@@ -2,16 +2,20 @@
 // CIM-XML requests: a whole enumeration of 10,000 generated instances pulled
 // 100 at a time, the other Opens and Pulls, the response shape clients parse
 // (IRETURNVALUE, then EndOfSequence and EnumerationContext), expired, closed,
-// spent and wrong-kind contexts, the cap on open enumerations, and the open
-// values the server refuses. Every test ends with a clean stop of a server
-// that still has enumerations open.
+// spent and wrong-kind contexts, the caps on open enumerations (the server's
+// and one principal's share), contexts bound to the user that opened them,
+// the open values the server refuses, and streamed answers whose clients
+// leave early. Every test ends with a clean stop of a server that still has
+// enumerations open.
 #include "E2EHarness.h"
 
 #include <gtest/gtest.h>
 
 #include <signal.h>
 
+#include <fstream>
 #include <set>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -31,6 +35,7 @@ std::string count(unsigned n) { return valueParam("MaxObjectCount", std::to_stri
 // What a pulled response says.
 struct Answer {
     int error = 0;  // the ERROR's CODE, 0 without one
+    std::string description;  // the ERROR's DESCRIPTION
     bool endOfSequence = false;
     std::string context;
     std::string body;
@@ -48,10 +53,12 @@ std::vector<unsigned> indexes(std::string const& body) {
 
 class PulledTest : public ::testing::Test {
 protected:
+    virtual std::vector<std::string> arguments() const {
+        return {"--threads", "4", "--log-level", "critical", "--scale-instances", "10000"};
+    }
     void SetUp() override {
         std::string error;
-        ASSERT_TRUE(server.start({"--threads", "4", "--log-level", "critical", "--scale-instances", "10000"}, error))
-            << error;
+        ASSERT_TRUE(server.start(arguments(), error)) << error;
         connection = std::make_unique<Connection>(server.port());
         ASSERT_TRUE(connection->ok());
     }
@@ -64,7 +71,7 @@ protected:
 
     Answer call(std::string const& method, std::string const& params) {
         Answer a;
-        EXPECT_TRUE(connection->send(e2e::cimRequest(method, "root/cimv2", e2e::intrinsicBody(method, params))));
+        EXPECT_TRUE(connection->send(e2e::cimRequest(method, "root/cimv2", e2e::intrinsicBody(method, params), auth)));
         HttpResponse r = connection->read();
         EXPECT_TRUE(r.complete);
         EXPECT_EQ(r.status, 200);
@@ -73,6 +80,7 @@ protected:
         std::string const code = between(a.body, "<ERROR CODE=\"", "\"");
         if (!code.empty()) {
             a.error = std::stoi(code);
+            a.description = between(a.body, "DESCRIPTION=\"", "\"");
             return a;
         }
         a.endOfSequence = between(a.body, "<PARAMVALUE NAME=\"EndOfSequence\" PARAMTYPE=\"boolean\"><VALUE>",
@@ -89,6 +97,7 @@ protected:
 
     e2e::ServerProcess server;
     std::unique_ptr<Connection> connection;
+    std::string auth;  // header field sent with every call
 };
 
 TEST_F(PulledTest, TenThousandInstancesComeExactlyOnceInBatchesOfAtMostOneHundred) {
@@ -191,9 +200,9 @@ TEST_F(PulledTest, ExpiredClosedSpentAndWrongKindContextsAnswerInvalidEnumeratio
     EXPECT_EQ(pull("PullInstancesWithPath", next.context, 1).error, 21) << "expired";
 }
 
-TEST_F(PulledTest, OpenEnumerationsAreCappedAtTwoHundredFiftySix) {
+TEST_F(PulledTest, OnePrincipalHoldsAtMostSixtyFourOpenEnumerations) {
     std::vector<std::string> open;
-    for (int i = 0; i < 256; ++i) {
+    for (int i = 0; i < 64; ++i) {
         Answer a = call("OpenEnumerateInstancePaths", kScaleClass + count(0));
         ASSERT_EQ(a.error, 0) << "open number " << i + 1;
         open.push_back(a.context);
@@ -205,6 +214,87 @@ TEST_F(PulledTest, OpenEnumerationsAreCappedAtTwoHundredFiftySix) {
     EXPECT_EQ(a.error, 0);
     EXPECT_EQ(indexes(a.body).size(), 5u);
     // The server stops cleanly with all of them open (TearDown).
+}
+
+// With Basic authentication: bob cannot pull or close alice's enumeration;
+// he is told exactly what an unknown context tells him.
+class PulledAuthTest : public PulledTest {
+protected:
+    std::vector<std::string> arguments() const override {
+        std::vector<std::string> args = PulledTest::arguments();
+        args.insert(args.end(), {"--authentication", "basic", "--user", "alice:secret", "--user", "bob:secret"});
+        return args;
+    }
+    static std::string basic(char const* base64) { return std::string("Authorization: Basic ") + base64 + "\r\n"; }
+    std::string const alice = basic("YWxpY2U6c2VjcmV0");
+    std::string const bob = basic("Ym9iOnNlY3JldA==");
+};
+
+TEST_F(PulledAuthTest, AnotherUsersContextIsAnsweredAsAnUnknownOne) {
+    auth = alice;
+    Answer a = call("OpenEnumerateInstances", kScaleClass + count(2));
+    ASSERT_EQ(a.error, 0) << a.body;
+    ASSERT_EQ(a.context.size(), 32u) << a.context;
+    EXPECT_EQ(a.context.find_first_not_of("0123456789abcdef"), std::string::npos) << a.context;
+
+    auth = bob;
+    std::string const unknown(32, 'a');
+    Answer const stranger = pull("PullInstancesWithPath", unknown, 10);
+    ASSERT_EQ(stranger.error, 21);
+    std::string expected = stranger.description;
+    ASSERT_NE(expected.find(unknown), std::string::npos) << expected;
+    expected.replace(expected.find(unknown), unknown.size(), a.context);
+    Answer const stolen = pull("PullInstancesWithPath", a.context, 10);
+    EXPECT_EQ(stolen.error, 21);
+    EXPECT_EQ(stolen.description, expected);
+    EXPECT_TRUE(indexes(stolen.body).empty()) << "bob got alice's instances";
+    Answer const closed = call("CloseEnumeration", valueParam("EnumerationContext", a.context));
+    EXPECT_EQ(closed.error, 21);
+    EXPECT_EQ(closed.description, expected);
+
+    auth = alice;
+    Answer const mine = pull("PullInstancesWithPath", a.context, 3);
+    ASSERT_EQ(mine.error, 0) << "alice's enumeration went on";
+    EXPECT_EQ(indexes(mine.body), (std::vector<unsigned>{2, 3, 4}));
+}
+
+// Ten clients leave a million-instance EnumerateInstances after 4 KiB: the
+// server's CPU time barely moves once they are gone.
+class StreamedLeaveTest : public PulledTest {
+protected:
+    std::vector<std::string> arguments() const override {
+        return {"--threads", "4", "--log-level", "critical", "--scale-instances", "1000000"};
+    }
+    // utime + stime of the server, in clock ticks.
+    long cpuTicks() const {
+        std::ifstream in("/proc/" + std::to_string(server.pid()) + "/stat");
+        std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        std::istringstream fields(stat.substr(stat.rfind(')') + 2));
+        std::string skip;
+        for (int i = 0; i < 11; ++i) fields >> skip;  // state .. cmajflt
+        long utime = 0, stime = 0;
+        fields >> utime >> stime;
+        return utime + stime;
+    }
+};
+
+TEST_F(StreamedLeaveTest, ProducersOfDepartedClientsStopAndTheServerGoesQuiet) {
+    std::string const request = e2e::cimRequest("EnumerateInstances", "root/cimv2",
+                                                e2e::intrinsicBody("EnumerateInstances", kScaleClass));
+    for (int c = 0; c < 10; ++c) {
+        Connection leaver(server.port());
+        ASSERT_TRUE(leaver.send(request));
+        EXPECT_GE(leaver.readSome(4096).size(), 1u);
+        leaver.close();  // unread bytes: a reset
+    }
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    long const settled = cpuTicks();
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    long const later = cpuTicks();
+    // A producer left running makes the million instances at several
+    // hundred ticks a second; an idle server takes a few.
+    EXPECT_LE(later - settled, 20) << "the server kept working for clients that left";
+    EXPECT_EQ(call("OpenEnumerateInstances", kScaleClass + count(1)).error, 0) << "and still serves";
 }
 
 TEST_F(PulledTest, OpenValuesTheServerDoesNotOfferAreRefusedWithTheirCodes) {
