@@ -87,7 +87,7 @@ TEST(MofCompiler, LiteralsOfEveryForm) {
         {"real64 V = 1.5e2;", "150"},
         {"real32 V = -.5;", "-0.5"},
         {"real64 V = 3;", "3"},
-        {"boolean V = TRUE;", "true"},
+        {"boolean V = TRUE;", "TRUE"},
         {"char16 V = 'x';", "x"},
         {"char16 V = '\\x41';", "A"},
         {"datetime V = \"20240101123000.000000+060\";", "20240101123000.000000+060"},
