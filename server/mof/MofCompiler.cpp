@@ -676,10 +676,17 @@ private:
     KVOSmrPtr<IKivoMethod> method(std::vector<QualifierAst> const& asts, TypeRef const& type, std::string const& name,
                                   MofPosition at, KVOSmrPtr<IKivoClass> const& super) {
         advance();  // '('
+        struct ParameterDraft {
+            std::string name;
+            TypeRef type;
+            bool isArray;
+            std::vector<QualifierAst> qualifiers;
+        };
+        std::vector<ParameterDraft> drafts;
         std::vector<KVOSmrPtr<IKivoParameter>> parameters;
         std::set<std::string> parameterNames;
         while (!tok().is(')')) {
-            if (!parameters.empty()) expect(',', "or ')' in a parameter list");
+            if (!drafts.empty()) expect(',', "or ')' in a parameter list");
             std::vector<QualifierAst> pq;
             if (tok().is('[')) pq = qualifierList();
             TypeRef pt;
@@ -692,15 +699,24 @@ private:
                 advance();
                 typed(value(), pt.type, isArray);
             }
-            parameters.push_back(KVOSmrPtr<IKivoParameter>(new CKivoParameter(
-                KVOString(pName), pt.type, isArray, qualifiers(pq, KVOQualifierScope::PARAMETER, {}),
-                KVOString(pt.referenceClass))));
+            drafts.push_back(ParameterDraft{pName, pt, isArray, std::move(pq)});
         }
         advance();
         expect(';', "after method declaration");
         KVOSmrPtr<IKivoMethod> base =
             overridden(asts, name, at, super ? super->getMethods() : std::vector<KVOSmrPtr<IKivoMethod>>(), "method");
         if (base && base->getReturnType() != type.type) fail(at, "method " + name + " overrides one of another return type");
+        // A parameter of an overriding method takes the qualifiers its
+        // namesake in the overridden method passes on, marked propagated.
+        for (ParameterDraft& d : drafts) {
+            KVOSmrPtr<IKivoParameter> inherited = base ? base->getParameter(KVOString(d.name)) : nullptr;
+            Qualifiers const passed = inherited ? passedOn(inherited->getQualifiers()) : Qualifiers();
+            Qualifiers qs = qualifiers(d.qualifiers, KVOQualifierScope::PARAMETER, passed);
+            for (KVOSmrPtr<IKivoQualifier> const& q : passed)
+                if (!KVOFindNamed(qs, q->getName())) qs.push_back(CKivoQualifier::withPropagated(*q, true));
+            parameters.push_back(KVOSmrPtr<IKivoParameter>(
+                new CKivoParameter(KVOString(d.name), d.type.type, d.isArray, std::move(qs), KVOString(d.type.referenceClass))));
+        }
         Qualifiers qs = qualifiers(asts, KVOQualifierScope::METHOD, base ? passedOn(base->getQualifiers()) : Qualifiers());
         return KVOSmrPtr<IKivoMethod>(new CKivoMethod(KVOString(name), type.type, std::move(parameters), std::move(qs)));
     }

@@ -148,6 +148,16 @@ TEST(MofCompiler, InheritanceFollowsQualifierFlavorsAndOrigins) {
     EXPECT_FALSE(ping->getParameter("Ms")->isIn());
     EXPECT_TRUE(ping->getParameter("Ms")->isOut());
 
+    // An overriding method's parameters take their namesakes' qualifiers.
+    ASSERT_TRUE(f.compile("class T_P : T_Base { [Override(\"Ping\")] uint32 Ping([Description(\"t\")] string Text, uint32 Ms); };").ok());
+    KVOSmrPtr<IKivoMethod> ping2 = f.repo.getClass(kNs, "T_P")->getMethod("Ping");
+    EXPECT_EQ(ping2->getClassOrigin(), "T_P");
+    EXPECT_FALSE(ping2->isPropagated());
+    EXPECT_TRUE(ping2->getParameter("Text")->getQualifier("In")->isPropagated());
+    EXPECT_FALSE(ping2->getParameter("Text")->getQualifier("Description")->isPropagated());
+    EXPECT_TRUE(ping2->getParameter("Ms")->isOut());
+    EXPECT_FALSE(ping2->getParameter("Ms")->isIn());
+
     // A grandchild sees the Restricted Override of T_Sub nowhere.
     ASSERT_TRUE(f.compile("class T_Leaf : T_Sub { };").ok());
     KVOSmrPtr<IKivoProperty> leafName = f.repo.getClass(kNs, "T_Leaf")->getProperty("Name");
@@ -212,6 +222,8 @@ TEST(MofCompiler, BrokenInputsGiveOnePreciseErrorAndChangeNothing) {
         {"undeclared qualifier", {}, "[Nope] class T_A {};", "main.mof:1:2: qualifier Nope is not declared"},
         {"DisableOverride overridden", {}, "class T_A : T_Base { [Override(\"Id\"), Key(false)] string Id; };",
          "main.mof:1:39: qualifier Key has the DisableOverride flavor and cannot be overridden"},
+        {"DisableOverride on a parameter", {}, "class T_A : T_Base { [Override(\"Ping\")] uint32 Ping([In(false)] string Text); };",
+         "main.mof:1:54: qualifier In has the DisableOverride flavor and cannot be overridden"},
         {"duplicate property", {}, "class T_A {\n  string S;\n  uint8 S;\n};", "main.mof:3:9: duplicate property S"},
         {"redeclared without Override", {}, "class T_A : T_Base { string Name; };",
          "main.mof:1:29: property Name is inherited; redeclaring it needs the Override qualifier"},
