@@ -668,6 +668,9 @@ private:
         Qualifiers qs = qualifiers(asts, scope, base ? passedOn(base->getQualifiers()) : Qualifiers());
         if (KVOQualifierFlag(KVOFindNamed(qs, "Key"))) {
             if (isArray) fail(at, "key property " + name + " cannot be an array");
+            // DSP0004: a subclass of a class with keys keeps those keys.
+            if (super && !(base && om::ClassRepository::isKey(*base)) && !om::ClassRepository::keyNames(*super).empty())
+                fail(at, "key " + name + " is new, but superclass " + super->getName().str() + " already has keys");
         }
         return KVOSmrPtr<IKivoProperty>(new CKivoProperty(KVOString(name), type.type, isArray, def, std::move(qs),
                                                           KVOString(), false, KVOString(type.referenceClass)));

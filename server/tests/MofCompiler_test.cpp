@@ -240,6 +240,8 @@ TEST(MofCompiler, BrokenInputsGiveOnePreciseErrorAndChangeNothing) {
         {"two-character char16", {}, "class T_A { char16 C = 'ab'; };",
          "main.mof:1:24: a char16 literal holds one character"},
         {"missing semicolon", {}, "class T_A { string S };", "main.mof:1:22: expected ';' after property declaration"},
+        {"new key under a keyed superclass", {}, "class T_A : T_Sub { [Key] string K2; };",
+         "main.mof:1:34: key K2 is new, but superclass T_Sub already has keys"},
         {"key array", {}, "class T_A { [Key] string K[]; };", "main.mof:1:26: key property K cannot be an array"},
         {"reference to unknown class", {}, "[Association] class T_A { T_Nope REF R; };",
          "main.mof:1:27: reference to class T_Nope, which is not defined"},
