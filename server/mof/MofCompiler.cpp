@@ -539,12 +539,16 @@ private:
         return true;
     }
 
-    // '[' [size] ']' after a name: whether it is an array.
-    bool arraySuffix() {
+    // '[' [size] ']' after a name: whether it is an array, and its fixed
+    // size in `size` (0 for a variable-size array).
+    bool arraySuffix(unsigned& size) {
+        size = 0;
         if (!tok().is('[')) return false;
         advance();
         if (tok().kind == MofTokenKind::Integer) {
-            if (tok().negative || tok().integer == 0) fail(tok().at, "an array size is a positive integer");
+            if (tok().negative || tok().integer == 0 || tok().integer > 0xFFFFFFFFu)
+                fail(tok().at, "an array size is a positive 32-bit integer");
+            size = static_cast<unsigned>(tok().integer);
             advance();
         }
         expect(']', "after the array size");
@@ -651,7 +655,8 @@ private:
 
     KVOSmrPtr<IKivoProperty> property(std::vector<QualifierAst> const& asts, TypeRef const& type,
                                       std::string const& name, MofPosition at, KVOSmrPtr<IKivoClass> const& super) {
-        bool const isArray = arraySuffix();
+        unsigned arraySize = 0;
+        bool const isArray = arraySuffix(arraySize);
         if (isArray && type.type == KVOCIMType::Reference) fail(at, "a reference cannot be an array");
         KVOSmrPtr<IKivoValue> def;
         if (tok().is('=')) {
@@ -662,7 +667,7 @@ private:
         expect(';', type.type == KVOCIMType::Reference ? "after reference declaration" : "after property declaration");
         KVOSmrPtr<IKivoProperty> base =
             overridden(asts, name, at, super ? super->getProperties() : std::vector<KVOSmrPtr<IKivoProperty>>(), "property");
-        if (base && (base->getCIMType() != type.type || base->isArray() != isArray))
+        if (base && (base->getCIMType() != type.type || base->isArray() != isArray || base->getArraySize() != arraySize))
             fail(at, "property " + name + " overrides one of another type");
         unsigned const scope = type.type == KVOCIMType::Reference ? KVOQualifierScope::REFERENCE : KVOQualifierScope::PROPERTY;
         Qualifiers qs = qualifiers(asts, scope, base ? passedOn(base->getQualifiers()) : Qualifiers());
@@ -673,7 +678,7 @@ private:
                 fail(at, "key " + name + " is new, but superclass " + super->getName().str() + " already has keys");
         }
         return KVOSmrPtr<IKivoProperty>(new CKivoProperty(KVOString(name), type.type, isArray, def, std::move(qs),
-                                                          KVOString(), false, KVOString(type.referenceClass)));
+                                                          KVOString(), false, KVOString(type.referenceClass), arraySize));
     }
 
     KVOSmrPtr<IKivoMethod> method(std::vector<QualifierAst> const& asts, TypeRef const& type, std::string const& name,
@@ -683,6 +688,7 @@ private:
             std::string name;
             TypeRef type;
             bool isArray;
+            unsigned arraySize;
             std::vector<QualifierAst> qualifiers;
         };
         std::vector<ParameterDraft> drafts;
@@ -697,12 +703,13 @@ private:
             MofPosition const pAt = tok().at;
             std::string const pName = identifier("a parameter name");
             if (!parameterNames.insert(lower(pName)).second) fail(pAt, "duplicate parameter " + pName);
-            bool const isArray = arraySuffix();
+            unsigned arraySize = 0;
+            bool const isArray = arraySuffix(arraySize);
             if (tok().is('=')) {  // a default, which DSP0221 allows and the repository does not keep
                 advance();
                 typed(value(), pt.type, isArray);
             }
-            drafts.push_back(ParameterDraft{pName, pt, isArray, std::move(pq)});
+            drafts.push_back(ParameterDraft{pName, pt, isArray, arraySize, std::move(pq)});
         }
         advance();
         expect(';', "after method declaration");
@@ -718,7 +725,8 @@ private:
             for (KVOSmrPtr<IKivoQualifier> const& q : passed)
                 if (!KVOFindNamed(qs, q->getName())) qs.push_back(CKivoQualifier::withPropagated(*q, true));
             parameters.push_back(KVOSmrPtr<IKivoParameter>(
-                new CKivoParameter(KVOString(d.name), d.type.type, d.isArray, std::move(qs), KVOString(d.type.referenceClass))));
+                new CKivoParameter(KVOString(d.name), d.type.type, d.isArray, std::move(qs),
+                                   KVOString(d.type.referenceClass), d.arraySize)));
         }
         Qualifiers qs = qualifiers(asts, KVOQualifierScope::METHOD, base ? passedOn(base->getQualifiers()) : Qualifiers());
         return KVOSmrPtr<IKivoMethod>(new CKivoMethod(KVOString(name), type.type, std::move(parameters), std::move(qs)));

@@ -107,6 +107,12 @@ TEST(MofCompiler, LiteralsOfEveryForm) {
     ASSERT_EQ(array->getElements().size(), 3u);
     EXPECT_EQ(array->getElements()[2]->getUnsigned(), 3u);
     EXPECT_TRUE(f.repo.getClass(kNs, "T_V")->getProperty("V")->isArray());
+    EXPECT_EQ(f.repo.getClass(kNs, "T_V")->getProperty("V")->getArraySize(), 4u);
+    ASSERT_TRUE(f.compile("class T_W : T_V { uint8 M(uint8 P[2], uint8 Q[]); };").ok());
+    KVOSmrPtr<IKivoClass> w = f.repo.getClass(kNs, "T_W");
+    EXPECT_EQ(w->getProperty("V")->getArraySize(), 4u);  // kept when inherited
+    EXPECT_EQ(w->getMethod("M")->getParameter("P")->getArraySize(), 2u);
+    EXPECT_EQ(w->getMethod("M")->getParameter("Q")->getArraySize(), 0u);
 }
 
 TEST(MofCompiler, InheritanceFollowsQualifierFlavorsAndOrigins) {
