@@ -252,7 +252,7 @@ CKivoProperty::CKivoProperty(KVOString name, KVOSmrPtr<IKivoValue> value)
 
 CKivoProperty::CKivoProperty(KVOString name, KVOCIMType type, bool isArray, KVOSmrPtr<IKivoValue> value,
                              std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers, KVOString classOrigin, bool propagated,
-                             KVOString referenceClass)
+                             KVOString referenceClass, unsigned arraySize)
     : _name(std::move(name)),
       _type(type),
       _isArray(isArray),
@@ -260,25 +260,26 @@ CKivoProperty::CKivoProperty(KVOString name, KVOCIMType type, bool isArray, KVOS
       _qualifiers(std::move(qualifiers)),
       _classOrigin(std::move(classOrigin)),
       _propagated(propagated),
-      _referenceClass(std::move(referenceClass)) {}
+      _referenceClass(std::move(referenceClass)),
+      _arraySize(arraySize) {}
 
 KVOSmrPtr<IKivoProperty> CKivoProperty::withValue(IKivoProperty const& p, KVOSmrPtr<IKivoValue> value) {
     return KVOSmrPtr<IKivoProperty>(new CKivoProperty(p.getName(), p.getCIMType(), p.isArray(), std::move(value),
                                                       p.getQualifiers(), p.getClassOrigin(), p.isPropagated(),
-                                                      p.getReferenceClass()));
+                                                      p.getReferenceClass(), p.getArraySize()));
 }
 
 KVOSmrPtr<IKivoProperty> CKivoProperty::withQualifiers(IKivoProperty const& p,
                                                        std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers) {
     return KVOSmrPtr<IKivoProperty>(new CKivoProperty(p.getName(), p.getCIMType(), p.isArray(), p.getValue(),
                                                       std::move(qualifiers), p.getClassOrigin(), p.isPropagated(),
-                                                      p.getReferenceClass()));
+                                                      p.getReferenceClass(), p.getArraySize()));
 }
 
 KVOSmrPtr<IKivoProperty> CKivoProperty::withOrigin(IKivoProperty const& p, KVOString classOrigin, bool propagated) {
     return KVOSmrPtr<IKivoProperty>(new CKivoProperty(p.getName(), p.getCIMType(), p.isArray(), p.getValue(),
                                                       p.getQualifiers(), std::move(classOrigin), propagated,
-                                                      p.getReferenceClass()));
+                                                      p.getReferenceClass(), p.getArraySize()));
 }
 
 // ---- CKivoMethod ----

@@ -129,7 +129,7 @@ public:
     CKivoProperty(KVOString name, KVOSmrPtr<IKivoValue> value);
     CKivoProperty(KVOString name, KVOCIMType type, bool isArray, KVOSmrPtr<IKivoValue> value,
                   std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers = {}, KVOString classOrigin = KVOString(),
-                  bool propagated = false, KVOString referenceClass = KVOString());
+                  bool propagated = false, KVOString referenceClass = KVOString(), unsigned arraySize = 0);
 
     KVOString getName() const override { return _name; }
     KVOSmrPtr<IKivoValue> getValue() const override { return _value; }
@@ -139,6 +139,7 @@ public:
     KVOString getClassOrigin() const override { return _classOrigin; }
     bool isPropagated() const override { return _propagated; }
     KVOString getReferenceClass() const override { return _referenceClass; }
+    unsigned getArraySize() const override { return _arraySize; }
 
     // Copies of `p` with one thing changed.
     static KVOSmrPtr<IKivoProperty> withValue(IKivoProperty const& p, KVOSmrPtr<IKivoValue> value);
@@ -155,6 +156,7 @@ private:
     KVOString const _classOrigin;
     bool const _propagated;
     KVOString const _referenceClass;
+    unsigned const _arraySize = 0;
 };
 
 class CKivoActualParameter : public IKivoActualParameter {
@@ -173,18 +175,21 @@ private:
 class CKivoParameter : public IKivoParameter {
 public:
     CKivoParameter(KVOString name, KVOCIMType type, bool isArray = false,
-                   std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers = {}, KVOString referenceClass = KVOString())
+                   std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers = {}, KVOString referenceClass = KVOString(),
+                   unsigned arraySize = 0)
         : _name(std::move(name)),
           _type(type),
           _isArray(isArray),
           _qualifiers(std::move(qualifiers)),
-          _referenceClass(std::move(referenceClass)) {}
+          _referenceClass(std::move(referenceClass)),
+          _arraySize(arraySize) {}
 
     KVOString getName() const override { return _name; }
     KVOCIMType getCIMType() const override { return _type; }
     bool isArray() const override { return _isArray; }
     KVOString getReferenceClass() const override { return _referenceClass; }
     std::vector<KVOSmrPtr<IKivoQualifier>> getQualifiers() const override { return _qualifiers; }
+    unsigned getArraySize() const override { return _arraySize; }
 
 private:
     KVOString const _name;
@@ -192,6 +197,7 @@ private:
     bool const _isArray;
     std::vector<KVOSmrPtr<IKivoQualifier>> const _qualifiers;
     KVOString const _referenceClass;
+    unsigned const _arraySize;
 };
 
 // The declaration of a method.

@@ -21,6 +21,9 @@ public:
     // For a reference parameter, the class it refers to (empty when any).
     virtual KVOString getReferenceClass() const = 0;
     virtual std::vector<KVOSmrPtr<IKivoQualifier>> getQualifiers() const = 0;
+    // For a fixed-size array parameter, its size; 0 for a variable-size
+    // array or a scalar.
+    virtual unsigned getArraySize() const { return 0; }
 
     // The qualifier named `name` (without regard to ASCII case), or null.
     KVOSmrPtr<IKivoQualifier> getQualifier(KVOString const& name) const {

@@ -39,6 +39,9 @@ public:
     virtual bool isPropagated() const { return false; }
     // For a reference property, the class it refers to (empty when any).
     virtual KVOString getReferenceClass() const { return KVOString(); }
+    // For a fixed-size array property (`uint8 Data[16]`), its size; 0 for a
+    // variable-size array or a scalar.
+    virtual unsigned getArraySize() const { return 0; }
 
     // The qualifier named `name` (without regard to ASCII case), or null.
     KVOSmrPtr<IKivoQualifier> getQualifier(KVOString const& name) const {

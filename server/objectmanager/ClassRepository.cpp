@@ -75,7 +75,7 @@ KVOSmrPtr<IKivoProperty> rebuildProperty(IKivoProperty const& p, std::vector<KVO
                                          KVOString origin, bool propagated) {
     return KVOSmrPtr<IKivoProperty>(new CKivoProperty(p.getName(), p.getCIMType(), p.isArray(), p.getValue(),
                                                       std::move(qualifiers), std::move(origin), propagated,
-                                                      p.getReferenceClass()));
+                                                      p.getReferenceClass(), p.getArraySize()));
 }
 
 KVOSmrPtr<IKivoMethod> rebuildMethod(IKivoMethod const& m, std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers,
