@@ -5,9 +5,10 @@
 // Start-up: settings (INI file and flags; ServerConfig.h), the object manager started
 // (STARTED once the model is loaded), the listener bound; then one line
 // "listening on ADDRESS:PORT" on standard output. SIGTERM or SIGINT stops
-// it: the object manager goes SHUTTING_DOWN, the listener stops accepting and
-// closes idle connections, requests under way finish, the object manager
-// goes SHUT_DOWN, and the process exits with status 0.
+// it: the listener stops accepting and closes idle connections, the object
+// manager goes SHUTTING_DOWN, responses under way finish (those still running
+// after ShutdownTimeout have their connections cut, so their writes fail), the
+// object manager goes SHUT_DOWN, and the process exits with status 0.
 
 #include "CIMXMLAdapter.h"
 #include "CIMXMLExecuteQuery.h"
@@ -19,8 +20,10 @@
 #include "KivoUtilities/KVOLog.h"
 
 #include <pthread.h>
+#include <sys/resource.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <exception>
@@ -31,6 +34,8 @@ namespace {
 
 // The protection space named in every 401 challenge.
 char const* const kRealm = "kivo-cimxml-server";
+// Descriptors beyond the connections: listener, epoll, files, threads' own.
+constexpr rlim_t kSpareDescriptors = 128;
 
 KivoTraceLog::Severity severityNamed(std::string const& level) {
     if (level == "trace") return KivoTraceLog::KIVO_TRACE;
@@ -39,6 +44,17 @@ KivoTraceLog::Severity severityNamed(std::string const& level) {
     if (level == "critical") return KivoTraceLog::KIVO_CRITICAL;
     if (level == "none") return KivoTraceLog::KIVO_NO_SEVERITY;
     return KivoTraceLog::KIVO_WARNING;
+}
+
+// Every connection is a descriptor: lift the soft limit towards the hard one
+// so that the connection cap, not EMFILE, is what a flood of clients meets.
+void raiseDescriptorLimit(int maxConnections) {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    rlim_t const wanted = static_cast<rlim_t>(maxConnections) + 2 * kSpareDescriptors;
+    if (limit.rlim_cur >= wanted) return;
+    limit.rlim_cur = limit.rlim_max == RLIM_INFINITY ? wanted : std::min(wanted, limit.rlim_max);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 }  // namespace
@@ -93,7 +109,13 @@ int main(int argc, char** argv) {
     listenerOptions.port = settings.port;
     listenerOptions.threads = settings.threads;
     listenerOptions.maxConnections = settings.maxConnections;
-    listenerOptions.readTimeoutMs = settings.readTimeoutSeconds * 1000;
+    listenerOptions.maxConnectionsPerPeer = settings.maxConnectionsPerPeer;
+    listenerOptions.requestTimeoutMs = settings.readTimeoutSeconds * 1000;
+    listenerOptions.idleTimeoutMs = settings.idleTimeoutSeconds * 1000;
+    listenerOptions.sendTimeoutMs = settings.sendTimeoutSeconds * 1000;
+    listenerOptions.shutdownTimeoutMs = settings.shutdownTimeoutSeconds * 1000;
+    listenerOptions.bodyBudgetBytes = static_cast<std::size_t>(settings.bodyBudgetMiB) << 20;
+    raiseDescriptorLimit(settings.maxConnections);
     refserver::HTTPListener listener(
         listenerOptions, [&adapter](KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr,
                                     refserver::ConnectionInfo const& c) {
