@@ -472,7 +472,7 @@ struct HTTPListener::Loop {
                 break;
             default:
                 // Not reading: only the end of the connection matters.
-                if ((ev & (EPOLLERR | EPOLLHUP | EPOLLRDHUP)) != 0) close(c);
+                if ((ev & (EPOLLERR | EPOLLHUP)) != 0) close(c);
                 break;
         }
     }
@@ -510,9 +510,16 @@ struct HTTPListener::Loop {
             ssize_t const n = ::recv(c.fd, buf, room, MSG_DONTWAIT);
             if (n < 0 && errno == EINTR) continue;
             if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+            if (n == 0 && c.state == State::Body) {
+                // The client ended its sending side inside a body: the
+                // handler reads the short body and answers it (it may still
+                // be reading).
+                dispatch(c);
+                return;
+            }
             if (n <= 0) {
                 // The client closed (or the connection failed) before its
-                // request was whole: nothing to answer.
+                // head was whole: nothing to answer.
                 close(c);
                 return;
             }
@@ -658,7 +665,7 @@ struct HTTPListener::Loop {
         c.state = State::WaitBudget;
         c.reserved = 0;
         budgetWaiters.push_back(c.id);
-        watch(c, EPOLLRDHUP);
+        watch(c, 0);
         log("Request body of " + std::to_string(want) + " bytes waits: " + std::to_string(budgetUsed) +
                 " bytes of the body budget in use",
             KivoTraceLog::KIVO_TRACE);

@@ -240,7 +240,9 @@ TEST_F(ListenerTest, ClientsLeavingMidHeadMidBodyOrMidResponseFreeTheOnlyThread)
     std::string const r = next.readResponse(5s);
     EXPECT_NE(r.find(" after"), std::string::npos);
     EXPECT_EQ(failedWrites.load(), 1);
-    EXPECT_EQ(handled.load(), 2) << "incomplete requests never reach the handler";
+    // A head cut short never reaches the handler; a body cut short does (the
+    // intake answers it).
+    EXPECT_EQ(handled.load(), 3);
 }
 
 TEST_F(ListenerTest, DeadlinesCloseAtTheirBoundary) {
