@@ -20,7 +20,15 @@
 //   read there, by the adapter thread). When the handler returns, the
 //   connection goes back to the loop with whatever the thread read past the
 //   request (pipelined requests). An idle persistent connection holds no
-//   thread at all.
+//   thread at all. A client that ends its sending side inside a body gets its
+//   request handed over as it is (the intake answers the short body). The
+//   loop answers "Expect: 100-continue" itself before reading a body.
+// - The request gate (optional) runs on the loop with each parsed head,
+//   before any thread or budget is spent. A refused request's body is never
+//   read: its refusal is sent after the Admission's delay (a timer of the
+//   loop), then the connection closes with a lingering close (or, for a
+//   request without a body and close = false, stays open for the next one).
+//   An admitted request's principal reaches the handler in ConnectionInfo.
 //
 // Deadlines (Options, all in milliseconds):
 // - requestTimeoutMs: a request must arrive whole (head and body, counted

@@ -274,8 +274,8 @@ std::string usage(char const* programName) {
         << "  [QORA]\n  HTTPTransferEncoding = Chunked\n  CimTransactionTimeout = 600\n\n"
         << "With port 0 the server prints \"listening on ADDRESS:PORT\" once it accepts connections.\n"
         << "With basic authentication a request without valid credentials is answered 401.\n"
-        << "SIGTERM or SIGINT stops it: responses in progress finish within ShutdownTimeout, then it exits with\n"
-        << "status 0.\n";
+        << "SIGTERM or SIGINT stops it: responses in progress may finish within ShutdownTimeout, then are cut;\n"
+        << "it exits with status 0 at the latest a second after that.\n";
     return out.str();
 }
 
