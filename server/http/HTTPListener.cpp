@@ -692,7 +692,7 @@ struct HTTPListener::Loop {
 
     void release(std::size_t bytes) {
         budgetUsed -= bytes;
-        while (!budgetWaiters.empty()) {
+        while (!stopping && !budgetWaiters.empty()) {
             auto it = conns.find(budgetWaiters.front());
             if (it == conns.end() || it->second->state != State::WaitBudget) {
                 budgetWaiters.pop_front();
@@ -722,11 +722,13 @@ struct HTTPListener::Loop {
 
     void takeDone() {
         std::vector<std::unique_ptr<Done>> done;
+        bool stopAsked;
         {
             std::lock_guard<std::mutex> lock(self._mutex);
             done.swap(self._done);
-            if (self._stopping) beginStop();
+            stopAsked = self._stopping;
         }
+        if (stopAsked) beginStop();
         for (auto& d : done) {
             if (d->reserved > 0) release(d->reserved);
             auto it = conns.find(d->id);

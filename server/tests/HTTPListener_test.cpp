@@ -354,6 +354,17 @@ TEST_F(ListenerTest, BodiesShareTheBudgetWaitForRoomOrGet503) {
         EXPECT_NE(r.find("Retry-After: 1\r\n"), std::string::npos);
         EXPECT_GE(Clock::now() - begin, 780ms);
     }
+    {
+        // A stop while a body is being read and another waits, its body whole
+        // already: both connections close and the stop completes.
+        Client a(_port), b(_port);
+        ASSERT_TRUE(a.send(first.substr(0, first.size() - 100)));
+        std::this_thread::sleep_for(50ms);
+        ASSERT_TRUE(b.send(second));
+        std::this_thread::sleep_for(50ms);
+        EXPECT_LT(stop(), 3s);
+        EXPECT_TRUE(b.closedWithin(1s));
+    }
 }
 
 TEST_F(ListenerTest, TheGateDecidesFromTheHeadAlone) {
