@@ -201,6 +201,9 @@ TEST_F(HardeningTest, SilentClientsHoldNoThreadAndLoseTheirConnectionAtTheirDead
 TEST_F(HardeningTest, ConcurrentLargeBodiesStayWithinTheBodyBudget) {
     // Eight 48 MiB bodies at once, with a budget of 128 MiB: two are read
     // and served at a time, the others wait for room.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers change the memory measured (the budget itself is tested in HTTPListener_test)";
+#endif
     long const budgetMiB = 128;
     start({"--body-budget", std::to_string(budgetMiB), "--read-timeout", "120"});
     expectServed();
