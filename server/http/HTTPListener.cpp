@@ -4,8 +4,8 @@
 #include "KivoUtilities/KVOGenericHTTPOStream.h"
 #include "KivoUtilities/KVOHTTPException.h"
 #include "KivoUtilities/KVOHTTPRequest.h"
-#include "KivoUtilities/KVOHTTPResponse.h"
 #include "KivoUtilities/KVOLog.h"
+#include "KivoUtilities/KVOMemorySocket.h"
 #include "KivoUtilities/KVOSocket.h"
 
 #include <arpa/inet.h>
@@ -13,22 +13,48 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <set>
 #include <stdexcept>
+#include <unordered_map>
 
 namespace refserver {
+
+using Clock = std::chrono::steady_clock;
 
 namespace {
 
 char const* const WHO = "refserver::HTTPListener";
 
+// The request intake's own cap on a body (HTTPAdapterInput answers 413 above
+// it without reading): such bodies are not buffered here.
+constexpr long kIntakeBodyCap = 52428800;
+// Longest head kept while waiting for its end; the head parser refuses
+// longer ones (431) by itself.
+constexpr std::size_t kHeadCap = KVOHTTPRequest::MAX_HEAD_LENGTH + 1024;
+// Body bytes are kept in pieces of this size, so that the adapter thread frees
+// them as it reads them.
+constexpr std::size_t kBodyPiece = std::size_t{1} << 20;
+// Connections answered 503 that linger at once; beyond, they close at once.
+constexpr std::size_t kMaxRejecting = 64;
+constexpr int kRejectLingerMs = 1000;
+
+std::atomic<std::uint64_t> nextConnectionId{1};
+
 std::string errnoText(char const* what) {
     return std::string(what) + ": " + std::strerror(errno);
+}
+
+void log(std::string const& message, KivoTraceLog::Severity severity) {
+    KVOLog::log(WHO, message, severity, 2, 0, KVOLog::CIMOMLOG);
 }
 
 void describe(sockaddr_storage const& addr, std::string& host, std::string& port) {
@@ -47,56 +73,124 @@ void describe(sockaddr_storage const& addr, std::string& host, std::string& port
 
 char const* reasonFor(int status) {
     switch (status) {
+        case 413: return "Request Entity Too Large";
         case 414: return "URI Too Long";
         case 431: return "Request Header Fields Too Large";
+        case 500: return "Internal Server Error";
+        case 503: return "Service Unavailable";
         case 505: return "HTTP Version Not Supported";
         default: return "Bad Request";
     }
 }
 
-// Answers a request whose head could not be read, with an empty body; the
-// connection is closed afterwards.
-void answerBadHead(KVOGenericHTTPOStream& ostr, int status) {
+// A whole answer with an empty body that closes the connection.
+std::string emptyAnswer(int status, bool retryAfter = false) {
     if (status < 400 || status > 599) status = 400;
-    KVOHTTPResponse response;
-    response.setStatus(KVOString::itoa(status));
-    response.setReasonPhrase(reasonFor(status));
-    response.setContentLength(0);
-    response.setConnection("close", false);
-    ostr.setStreamType(KVOGenericHTTPOStream::StreamType::NotEncoded);
-    response.writeResponseTo(ostr);
-    ostr.flush();
+    return "HTTP/1.1 " + std::to_string(status) + " " + reasonFor(status) + "\r\n" +
+           (retryAfter ? "Retry-After: 1\r\n" : "") + "Content-Length: 0\r\nConnection: close\r\n\r\n";
 }
 
-char const kServiceUnavailable[] =
-    "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
-
-// One receive on `fd`, its bytes dropped and counted in `dropped`; false
-// once the peer has closed or the socket failed.
-bool dropSome(int fd, std::size_t& dropped) {
-    char scratch[4096];
-    ssize_t const n = ::recv(fd, scratch, sizeof scratch, MSG_DONTWAIT);
-    if (n > 0) dropped += static_cast<std::size_t>(n);
-    return n > 0 || (n < 0 && (errno == EINTR || errno == EAGAIN));
+int millisUntil(Clock::time_point when, Clock::time_point now) {
+    if (when <= now) return 0;
+    auto const ms = std::chrono::duration_cast<std::chrono::milliseconds>(when - now).count() + 1;
+    return static_cast<int>(std::min<long long>(ms, 1 << 30));
 }
 
-// Ends the sending side of `fd`, then drops what the peer still sends until
-// it closes, `limitMs` pass or `limitBytes` arrive: the bytes already sent
-// reach the peer instead of being discarded by the reset that closing a
-// socket with unread input provokes.
-void lingerClose(int fd, int limitMs, std::size_t limitBytes) {
-    ::shutdown(fd, SHUT_WR);
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
-    std::size_t dropped = 0;
-    while (dropped < limitBytes) {
-        auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
-                                                                               std::chrono::steady_clock::now());
-        if (left.count() <= 0) return;
-        pollfd p{fd, POLLIN, 0};
-        int const ready = ::poll(&p, 1, static_cast<int>(left.count()));
-        if (ready < 0 && errno == EINTR) continue;
-        if (ready <= 0 || !dropSome(fd, dropped)) return;
+// The socket an adapter thread reads a request through and writes its
+// response to: first the bytes the event loop already took off the
+// connection, then the connection itself. Receives end (read as end of
+// stream) at the request's deadline; a send that makes no progress for the
+// send timeout throws. The descriptor stays the event loop's: this socket
+// never closes it. Used by one adapter thread.
+class ConnectionSocket : public KVOSocket {
+public:
+    ConnectionSocket(int fd, bool loopback, std::deque<std::string> buffered, Clock::time_point readDeadline,
+                     int sendTimeoutMs)
+        : _fd(fd),
+          _loopback(loopback),
+          _buffered(std::move(buffered)),
+          _readDeadline(readDeadline),
+          _sendTimeoutMs(sendTimeoutMs) {}
+
+    std::size_t receive(char* dst, std::size_t max) override {
+        while (!_buffered.empty()) {
+            std::string& front = _buffered.front();
+            std::size_t const n = std::min(max, front.size() - _pos);
+            std::memcpy(dst, front.data() + _pos, n);
+            _pos += n;
+            if (_pos == front.size()) {
+                _buffered.pop_front();
+                _pos = 0;
+            }
+            if (n > 0) return n;
+        }
+        for (;;) {
+            ssize_t const n = ::recv(_fd, dst, max, MSG_DONTWAIT);
+            if (n >= 0) return static_cast<std::size_t>(n);
+            if (errno == EINTR) continue;
+            if (errno != EAGAIN && errno != EWOULDBLOCK) return 0;
+            int const left = millisUntil(_readDeadline, Clock::now());
+            if (left == 0) return 0;  // the request's deadline: the stream ends
+            pollfd p{_fd, POLLIN, 0};
+            if (::poll(&p, 1, left) < 0 && errno != EINTR) return 0;
+        }
     }
+
+    void send(char const* src, std::size_t n) override {
+        while (n > 0) {
+            ssize_t const sent = ::send(_fd, src, n, MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (sent > 0) {
+                src += sent;
+                n -= static_cast<std::size_t>(sent);
+                continue;
+            }
+            if (sent < 0 && errno == EINTR) continue;
+            if (sent < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
+                throw KVOHTTPException("KVOSocket::send", KVOString("Send failed: ") + std::strerror(errno), 0);
+            }
+            pollfd p{_fd, POLLOUT, 0};
+            int const ready = ::poll(&p, 1, _sendTimeoutMs);
+            if (ready == 0) {
+                throw KVOHTTPException("KVOSocket::send",
+                                       "Send failed: the client read nothing for " + std::to_string(_sendTimeoutMs) +
+                                           " ms",
+                                       0);
+            }
+        }
+    }
+
+    bool isLoopback() const override { return _loopback; }
+    void setReceiveTimeout(int) override {}  // the request's deadline rules
+
+    // What the event loop buffered and the handler did not read.
+    std::string unread() {
+        std::string rest;
+        for (std::string const& piece : _buffered) rest += piece;
+        rest.erase(0, _pos);
+        return rest;
+    }
+
+private:
+    int const _fd;
+    bool const _loopback;
+    std::deque<std::string> _buffered;
+    std::size_t _pos = 0;  // read so far of _buffered.front()
+    Clock::time_point const _readDeadline;
+    int const _sendTimeoutMs;
+};
+
+bool isLoopbackPeer(int fd) {
+    sockaddr_storage addr{};
+    socklen_t len = sizeof addr;
+    if (::getpeername(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) return false;
+    if (addr.ss_family == AF_INET) {
+        return (ntohl(reinterpret_cast<sockaddr_in const*>(&addr)->sin_addr.s_addr) >> 24) == 127;
+    }
+    if (addr.ss_family == AF_INET6) {
+        auto const& a = reinterpret_cast<sockaddr_in6 const*>(&addr)->sin6_addr;
+        return IN6_IS_ADDR_LOOPBACK(&a) || (IN6_IS_ADDR_V4MAPPED(&a) && a.s6_addr[12] == 127);
+    }
+    return addr.ss_family == AF_UNIX;
 }
 
 }  // namespace
@@ -115,37 +209,688 @@ ConnectionInfo describeConnection(int fd) {
     return info;
 }
 
-HTTPListener::HTTPListener(Options options, RequestHandler handler)
-    : _options(std::move(options)), _handler(std::move(handler)) {}
+// A request handed to the adapter threads.
+struct HTTPListener::Job {
+    std::uint64_t id;
+    int fd;
+    bool loopback;
+    KVOHTTPRequest request;
+    std::deque<std::string> buffered;  // what follows the head, as the loop read it
+    ConnectionInfo info;
+    Clock::time_point deadline;  // of the request's arrival
+    std::size_t reserved;        // of the body budget
+};
+
+// A request an adapter thread has finished.
+struct HTTPListener::Done {
+    std::uint64_t id;
+    bool persist;         // the connection may carry another request
+    bool linger;          // the client may still be sending: close with a lingering close
+    std::string unread;   // bytes read past the request (pipelined requests)
+    std::size_t reserved; // of the body budget, to give back
+};
+
+// The event loop: every connection that is not with an adapter thread, the
+// timers, the caps and the body budget. Touched by the thread in run() only.
+struct HTTPListener::Loop {
+    enum class State {
+        Head,        // reading a request head (or idle between requests)
+        WaitBudget,  // head read, waiting for room in the body budget (not reading)
+        Body,        // reading a Content-Length body
+        Busy,        // with an adapter thread (not in the epoll set)
+        Delay,       // a refusal waiting for its delay to pass (not reading)
+        Writing,     // sending an answer of the loop's own (not reading)
+        Lingering,   // sending side ended; dropping input until the peer closes
+    };
+    struct Conn {
+        std::uint64_t id;
+        int fd;
+        bool loopback;
+        bool counted;  // counts against the connection caps
+        State state = State::Head;
+        ConnectionInfo info;
+        std::string in;                // Head: bytes not yet parsed
+        std::deque<std::string> body;  // Body: what follows the head
+        std::size_t bodyHave = 0;
+        std::size_t bodyWant = 0;
+        KVOHTTPRequest request;
+        std::size_t reserved = 0;  // of the body budget
+        Clock::time_point requestDeadline;
+        Clock::time_point timer = Clock::time_point::max();
+        std::string out;  // Writing: what is left to send
+        bool closeAfter = true;
+        std::size_t dropped = 0;
+        unsigned events = 0;  // in the epoll set, when not Busy
+    };
+
+    static constexpr std::uint64_t kListenToken = ~std::uint64_t{0};
+    static constexpr std::uint64_t kWakeToken = kListenToken - 1;
+
+    HTTPListener& self;
+    Options const& opt;
+    int ep = -1;
+    std::unordered_map<std::uint64_t, std::unique_ptr<Conn>> conns;
+    std::set<std::pair<Clock::time_point, std::uint64_t>> timers;
+    std::unordered_map<std::string, int> perPeer;  // counted connections by peer address
+    std::size_t counted = 0;
+    std::size_t rejecting = 0;
+    std::size_t budgetUsed = 0;
+    std::deque<std::uint64_t> budgetWaiters;
+    bool stopping = false;
+    Clock::time_point cutAt = Clock::time_point::max();  // the shutdown deadline
+    bool cut = false;
+    Clock::time_point acceptAgainAt = Clock::time_point::max();  // accepting paused (EMFILE)
+
+    explicit Loop(HTTPListener& s) : self(s), opt(s._options) {
+        ep = ::epoll_create1(EPOLL_CLOEXEC);
+        if (ep < 0) throw std::runtime_error(errnoText("epoll_create1"));
+        add(self._listenFd, EPOLLIN, kListenToken);
+        add(self._wakeFd, EPOLLIN, kWakeToken);
+    }
+    ~Loop() {
+        for (auto& [id, c] : conns) ::close(c->fd);
+        ::close(ep);
+    }
+
+    void add(int fd, unsigned events, std::uint64_t token) {
+        epoll_event ev{};
+        ev.events = events;
+        ev.data.u64 = token;
+        ::epoll_ctl(ep, EPOLL_CTL_ADD, fd, &ev);
+    }
+
+    void watch(Conn& c, unsigned events) {
+        if (c.events == events) return;
+        epoll_event ev{};
+        ev.events = events;
+        ev.data.u64 = c.id;
+        ::epoll_ctl(ep, EPOLL_CTL_MOD, c.fd, &ev);
+        c.events = events;
+    }
+
+    void setTimer(Conn& c, Clock::time_point when) {
+        if (c.timer != Clock::time_point::max()) timers.erase({c.timer, c.id});
+        c.timer = when;
+        if (when != Clock::time_point::max()) timers.insert({when, c.id});
+    }
+
+    void run() {
+        std::vector<epoll_event> events(256);
+        while (!(stopping && conns.empty())) {
+            Clock::time_point const now = Clock::now();
+            Clock::time_point next = cut ? Clock::time_point::max() : cutAt;
+            if (!timers.empty()) next = std::min(next, timers.begin()->first);
+            next = std::min(next, acceptAgainAt);
+            int const timeout = next == Clock::time_point::max() ? -1 : millisUntil(next, now);
+            int const n = ::epoll_wait(ep, events.data(), static_cast<int>(events.size()), timeout);
+            if (n < 0 && errno != EINTR) {
+                log(errnoText("epoll_wait"), KivoTraceLog::KIVO_ERROR);
+                beginStop();
+            }
+            for (int i = 0; i < n; ++i) {
+                std::uint64_t const token = events[static_cast<std::size_t>(i)].data.u64;
+                unsigned const ev = events[static_cast<std::size_t>(i)].events;
+                if (token == kListenToken) {
+                    acceptAll();
+                } else if (token == kWakeToken) {
+                    std::uint64_t count;
+                    [[maybe_unused]] ssize_t r = ::read(self._wakeFd, &count, sizeof count);
+                    takeDone();
+                } else if (auto it = conns.find(token); it != conns.end()) {
+                    onEvent(*it->second, ev);
+                }
+            }
+            fireTimers();
+        }
+    }
+
+    void beginStop() {
+        if (stopping) return;
+        stopping = true;
+        acceptAgainAt = Clock::time_point::max();
+        cutAt = Clock::now() + std::chrono::milliseconds(opt.shutdownTimeoutMs);
+        ::epoll_ctl(ep, EPOLL_CTL_DEL, self._listenFd, nullptr);
+        std::vector<std::uint64_t> idle;
+        for (auto const& [id, c] : conns) {
+            if (c->state != State::Busy) idle.push_back(id);
+        }
+        for (std::uint64_t id : idle) close(*conns[id]);
+    }
+
+    void fireTimers() {
+        Clock::time_point const now = Clock::now();
+        if (now >= acceptAgainAt) {
+            acceptAgainAt = Clock::time_point::max();
+            if (!stopping) add(self._listenFd, EPOLLIN, kListenToken);
+        }
+        if (!cut && now >= cutAt) {
+            // Responses still in flight are cut: their sends fail at once.
+            cut = true;
+            for (auto const& [id, c] : conns) {
+                if (c->state == State::Busy) ::shutdown(c->fd, SHUT_RDWR);
+            }
+        }
+        while (!timers.empty() && timers.begin()->first <= now) {
+            std::uint64_t const id = timers.begin()->second;
+            timers.erase(timers.begin());
+            auto it = conns.find(id);
+            if (it == conns.end()) continue;
+            Conn& c = *it->second;
+            c.timer = Clock::time_point::max();
+            onTimer(c);
+        }
+    }
+
+    void acceptAll() {
+        if (stopping) return;
+        for (;;) {
+            int const fd = ::accept4(self._listenFd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+            if (fd < 0) {
+                if (errno == EINTR || errno == ECONNABORTED) continue;
+                if (errno != EAGAIN && errno != EWOULDBLOCK) {
+                    log(errnoText("accept"), KivoTraceLog::KIVO_WARNING);
+                    if (errno == EMFILE || errno == ENFILE) {
+                        // Out of descriptors: accept again once connections
+                        // had time to close, instead of spinning.
+                        ::epoll_ctl(ep, EPOLL_CTL_DEL, self._listenFd, nullptr);
+                        acceptAgainAt = Clock::now() + std::chrono::milliseconds(100);
+                    }
+                }
+                return;
+            }
+            int one = 1;
+            ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+            auto c = std::make_unique<Conn>();
+            c->id = nextConnectionId.fetch_add(1);
+            c->fd = fd;
+            c->loopback = isLoopbackPeer(fd);
+            c->info = describeConnection(fd);
+            c->info.id = c->id;
+            {
+                std::lock_guard<std::mutex> lock(self._mutex);
+                ++self._accepted;
+            }
+            int& fromPeer = perPeer[c->info.peerAddress];
+            bool const overCap = counted >= static_cast<std::size_t>(opt.maxConnections);
+            bool const overPeerCap = fromPeer >= opt.maxConnectionsPerPeer;
+            Conn& conn = *c;
+            conns.emplace(conn.id, std::move(c));
+            add(fd, 0, conn.id);
+            if (overCap || overPeerCap) {
+                if (fromPeer == 0) perPeer.erase(conn.info.peerAddress);
+                conn.counted = false;
+                {
+                    std::lock_guard<std::mutex> lock(self._mutex);
+                    ++self._refused;
+                }
+                log("Connection refused with 503: " +
+                        (overCap ? std::to_string(opt.maxConnections) + " connections open"
+                                 : std::to_string(opt.maxConnectionsPerPeer) + " connections open from " +
+                                       conn.info.peerAddress),
+                    KivoTraceLog::KIVO_INFORMATION);
+                if (rejecting >= kMaxRejecting) {
+                    // Too many lingering already: the answer goes out, the
+                    // connection closes at once.
+                    std::string const answer = emptyAnswer(503, true);
+                    [[maybe_unused]] ssize_t r = ::send(fd, answer.data(), answer.size(), MSG_NOSIGNAL);
+                    close(conn);
+                    continue;
+                }
+                ++rejecting;
+                answer(conn, emptyAnswer(503, true), true);
+                continue;
+            }
+            conn.counted = true;
+            ++fromPeer;
+            ++counted;
+            startIdle(conn);
+        }
+    }
+
+    // Waiting for the next request, with nothing of it yet.
+    void startIdle(Conn& c) {
+        c.state = State::Head;
+        watch(c, EPOLLIN | EPOLLRDHUP);
+        setTimer(c, Clock::now() + std::chrono::milliseconds(opt.idleTimeoutMs));
+    }
+
+    void onEvent(Conn& c, unsigned ev) {
+        switch (c.state) {
+            case State::Head:
+            case State::Body:
+                readRequest(c);
+                break;
+            case State::Writing:
+                if ((ev & (EPOLLERR | EPOLLHUP)) != 0) {
+                    close(c);
+                } else {
+                    flushOut(c);
+                }
+                break;
+            case State::Lingering:
+                drop(c);
+                break;
+            default:
+                // Not reading: only the end of the connection matters.
+                if ((ev & (EPOLLERR | EPOLLHUP)) != 0) close(c);
+                break;
+        }
+    }
+
+    void onTimer(Conn& c) {
+        switch (c.state) {
+            case State::WaitBudget:
+                // No room came in time.
+                std::erase(budgetWaiters, c.id);
+                answer(c, emptyAnswer(503, true), true);
+                break;
+            case State::Delay:
+                c.state = State::Writing;
+                flushOut(c);
+                break;
+            default:
+                // The idle timeout, the request's deadline, a refusal or a
+                // lingering close that took too long.
+                close(c);
+                break;
+        }
+    }
+
+    // Reads what the connection has for the head or the body in progress.
+    void readRequest(Conn& c) {
+        char buf[65536];
+        for (;;) {
+            std::size_t room = sizeof buf;
+            if (c.state == State::Head) {
+                room = std::min(room, kHeadCap > c.in.size() ? kHeadCap - c.in.size() : 0);
+            } else {
+                room = std::min(room, c.bodyWant - c.bodyHave);
+            }
+            if (room == 0) break;
+            ssize_t const n = ::recv(c.fd, buf, room, MSG_DONTWAIT);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+            if (n == 0 && c.state == State::Body) {
+                // The client ended its sending side inside a body: the
+                // handler reads the short body and answers it (it may still
+                // be reading).
+                dispatch(c);
+                return;
+            }
+            if (n <= 0) {
+                // The client closed (or the connection failed) before its
+                // head was whole: nothing to answer.
+                close(c);
+                return;
+            }
+            std::size_t const got = static_cast<std::size_t>(n);
+            if (c.state == State::Body) {
+                appendBody(c, buf, got);
+                if (c.bodyHave == c.bodyWant) {
+                    dispatch(c);
+                    return;
+                }
+                continue;
+            }
+            if (c.in.empty()) {
+                c.requestDeadline = Clock::now() + std::chrono::milliseconds(opt.requestTimeoutMs);
+                setTimer(c, c.requestDeadline);
+            }
+            c.in.append(buf, got);
+            // A head ends with a line: only a new line can complete it.
+            if (std::memchr(buf, '\n', got) != nullptr || c.in.size() >= kHeadCap) {
+                if (!parseHead(c)) return;
+                if (c.state != State::Head && c.state != State::Body) return;
+            }
+            if (static_cast<std::size_t>(n) < room) return;  // drained for now
+        }
+        // Head state with a full buffer: parseHead has decided already.
+    }
+
+    void appendBody(Conn& c, char const* data, std::size_t n) {
+        while (n > 0) {
+            if (c.body.empty() || c.body.back().size() == c.body.back().capacity()) {
+                c.body.emplace_back();
+                c.body.back().reserve(std::min(kBodyPiece, c.bodyWant - c.bodyHave));
+            }
+            std::string& piece = c.body.back();
+            std::size_t const take = std::min(n, piece.capacity() - piece.size());
+            piece.append(data, take);
+            c.bodyHave += take;
+            data += take;
+            n -= take;
+        }
+    }
+
+    // Parses the head in c.in if it is whole, and decides the request's fate.
+    // False when the connection was closed or handed over.
+    bool parseHead(Conn& c) {
+        KVOMemorySocket memory;
+        memory.borrowInput(c.in);
+        KVOGenericHTTPIStream istr(memory, 4096);
+        KVOHTTPRequest request;
+        bool parsed = false;
+        int error = 0;
+        try {
+            parsed = request.readFrom(istr);
+        } catch (KVOHTTPException const& e) {
+            error = static_cast<int>(e.getCode());
+            if (error == 0) error = 400;
+        }
+        if (istr.eof() || (!parsed && error == 0)) {
+            // The head is not whole yet.
+            if (c.in.size() < kHeadCap) return true;
+            error = 431;
+        }
+        if (error != 0) {
+            answer(c, emptyAnswer(error), true);
+            return false;
+        }
+        std::size_t const headLength = c.in.size() - memory.unreceived() - istr.buffered();
+        {
+            std::lock_guard<std::mutex> lock(self._mutex);
+            ++self._requests;
+        }
+        c.request = std::move(request);
+        std::string rest = c.in.substr(headLength);
+        c.in.clear();
+        c.in.shrink_to_fit();
+
+        long const length = c.request.getContentLength();
+        bool const http11 = c.request.getProtocolEnum() == KVOHTTPRequest::HTTP_1_1;
+        bool const chunked = http11 &&
+                             (c.request.getHeaderField("TE") != nullptr ||
+                              c.request.getHeaderField("Transfer-Encoding") != nullptr) &&
+                             length <= 0;
+        bool const hasBody = chunked || length > 0 || length == KVOHTTPRequest::CONTENT_LENGTH_INVALID;
+
+        if (self._gate) {
+            Admission admission;
+            try {
+                admission = self._gate(c.request, c.info);
+            } catch (std::exception const& e) {
+                log(std::string("The request gate failed: ") + e.what(), KivoTraceLog::KIVO_ERROR);
+                admission.admitted = false;
+                admission.refusal = emptyAnswer(500);
+            }
+            if (!admission.admitted) {
+                // The body is never read: a connection with one cannot go on.
+                c.closeAfter = admission.close || hasBody;
+                c.out = std::move(admission.refusal);
+                c.in = std::move(rest);
+                watch(c, 0);
+                if (admission.delay.count() > 0) {
+                    c.state = State::Delay;
+                    setTimer(c, Clock::now() + admission.delay);
+                } else {
+                    c.state = State::Writing;
+                    setTimer(c, Clock::time_point::max());
+                    flushOut(c);
+                }
+                return false;
+            }
+            c.info.principal = admission.principal;
+        } else {
+            c.info.principal.clear();
+        }
+
+        c.body.clear();
+        c.bodyHave = 0;
+        c.bodyWant = 0;
+        if (!rest.empty()) {
+            c.bodyHave = rest.size();
+            c.body.push_back(std::move(rest));
+        }
+        if (chunked || length <= 0 || length > kIntakeBodyCap) {
+            // Read by the adapter thread: a chunked body, no body, or one the
+            // intake refuses without reading.
+            dispatch(c);
+            return false;
+        }
+        std::size_t const want = static_cast<std::size_t>(length);
+        if (want > opt.bodyBudgetBytes) {
+            log("Request body of " + std::to_string(want) + " bytes refused with 413: over the body budget of " +
+                    std::to_string(opt.bodyBudgetBytes),
+                KivoTraceLog::KIVO_ERROR);
+            answer(c, emptyAnswer(413), true);
+            return false;
+        }
+        // The bytes already there count as the body; anything past it is the
+        // next request, kept at the back of the pieces.
+        c.bodyWant = std::max(want, c.bodyHave);
+        if (budgetUsed + want <= opt.bodyBudgetBytes && budgetWaiters.empty()) {
+            grant(c, want);
+            return c.state == State::Body;
+        }
+        c.state = State::WaitBudget;
+        c.reserved = 0;
+        budgetWaiters.push_back(c.id);
+        watch(c, 0);
+        log("Request body of " + std::to_string(want) + " bytes waits: " + std::to_string(budgetUsed) +
+                " bytes of the body budget in use",
+            KivoTraceLog::KIVO_TRACE);
+        return false;
+    }
+
+    // The request on c takes `want` bytes of the budget and reads its body.
+    void grant(Conn& c, std::size_t want) {
+        budgetUsed += want;
+        c.reserved = want;
+        if (c.bodyHave >= c.bodyWant) {
+            dispatch(c);
+            return;
+        }
+        c.state = State::Body;
+        if (c.request.hasHeaderToken("Expect", "100-continue") &&
+            c.request.getProtocolEnum() == KVOHTTPRequest::HTTP_1_1) {
+            static char const kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
+            [[maybe_unused]] ssize_t r = ::send(c.fd, kContinue, sizeof kContinue - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+        }
+        watch(c, EPOLLIN | EPOLLRDHUP);
+        setTimer(c, c.requestDeadline);
+    }
+
+    void release(std::size_t bytes) {
+        budgetUsed -= bytes;
+        while (!stopping && !budgetWaiters.empty()) {
+            auto it = conns.find(budgetWaiters.front());
+            if (it == conns.end() || it->second->state != State::WaitBudget) {
+                budgetWaiters.pop_front();
+                continue;
+            }
+            Conn& c = *it->second;
+            std::size_t const want = static_cast<std::size_t>(c.request.getContentLength());
+            if (budgetUsed + want > opt.bodyBudgetBytes) return;
+            budgetWaiters.pop_front();
+            grant(c, want);
+        }
+    }
+
+    void dispatch(Conn& c) {
+        c.state = State::Busy;
+        setTimer(c, Clock::time_point::max());
+        ::epoll_ctl(ep, EPOLL_CTL_DEL, c.fd, nullptr);
+        c.events = ~0u;
+        auto job = std::make_unique<Job>(Job{c.id, c.fd, c.loopback, std::move(c.request), std::move(c.body), c.info,
+                                             c.requestDeadline, c.reserved});
+        c.body.clear();
+        c.reserved = 0;
+        std::lock_guard<std::mutex> lock(self._mutex);
+        self._jobs.push_back(std::move(job));
+        self._jobsChanged.notify_one();
+    }
+
+    void takeDone() {
+        std::vector<std::unique_ptr<Done>> done;
+        bool stopAsked;
+        {
+            std::lock_guard<std::mutex> lock(self._mutex);
+            done.swap(self._done);
+            stopAsked = self._stopping;
+        }
+        if (stopAsked) beginStop();
+        for (auto& d : done) {
+            if (d->reserved > 0) release(d->reserved);
+            auto it = conns.find(d->id);
+            if (it == conns.end()) continue;
+            Conn& c = *it->second;
+            c.state = State::Head;  // the loop's again
+            c.events = 0;
+            add(c.fd, 0, c.id);
+            if (stopping || cut || !d->persist) {
+                if (d->linger && !stopping) {
+                    linger(c);
+                } else {
+                    close(c);
+                }
+                continue;
+            }
+            c.in = std::move(d->unread);
+            if (c.in.empty()) {
+                startIdle(c);
+                continue;
+            }
+            // Pipelined: the next request has begun already.
+            c.state = State::Head;
+            c.requestDeadline = Clock::now() + std::chrono::milliseconds(opt.requestTimeoutMs);
+            setTimer(c, c.requestDeadline);
+            watch(c, EPOLLIN | EPOLLRDHUP);
+            if (c.in.find('\n') != std::string::npos || c.in.size() >= kHeadCap) parseHead(c);
+        }
+    }
+
+    // Sends `text` (an answer of the loop's own), then closes or lingers.
+    void answer(Conn& c, std::string text, bool closeAfter) {
+        c.out = std::move(text);
+        c.closeAfter = closeAfter;
+        c.state = State::Writing;
+        setTimer(c, Clock::now() + std::chrono::milliseconds(opt.sendTimeoutMs));
+        flushOut(c);
+    }
+
+    void flushOut(Conn& c) {
+        while (!c.out.empty()) {
+            ssize_t const n = ::send(c.fd, c.out.data(), c.out.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (n > 0) {
+                c.out.erase(0, static_cast<std::size_t>(n));
+                continue;
+            }
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+                watch(c, EPOLLOUT);
+                if (c.timer == Clock::time_point::max()) {
+                    setTimer(c, Clock::now() + std::chrono::milliseconds(opt.sendTimeoutMs));
+                }
+                return;
+            }
+            close(c);
+            return;
+        }
+        if (c.closeAfter) {
+            linger(c);
+            return;
+        }
+        // A refusal that leaves the connection open: on to the next request.
+        std::string rest = std::move(c.in);
+        startIdle(c);
+        c.in = std::move(rest);
+        if (!c.in.empty()) {
+            c.requestDeadline = Clock::now() + std::chrono::milliseconds(opt.requestTimeoutMs);
+            setTimer(c, c.requestDeadline);
+            if (c.in.find('\n') != std::string::npos) parseHead(c);
+        }
+    }
+
+    // Ends the sending side, then drops what the client still sends until it
+    // closes, kLingerMs pass or kLingerBytes arrive.
+    void linger(Conn& c) {
+        ::shutdown(c.fd, SHUT_WR);
+        c.state = State::Lingering;
+        c.in.clear();
+        c.body.clear();
+        c.dropped = 0;
+        watch(c, EPOLLIN | EPOLLRDHUP);
+        setTimer(c, Clock::now() + std::chrono::milliseconds(c.counted ? kLingerMs : kRejectLingerMs));
+        drop(c);
+    }
+
+    void drop(Conn& c) {
+        char scratch[16384];
+        for (;;) {
+            ssize_t const n = ::recv(c.fd, scratch, sizeof scratch, MSG_DONTWAIT);
+            if (n > 0) {
+                c.dropped += static_cast<std::size_t>(n);
+                if (c.dropped >= kLingerBytes) break;
+                continue;
+            }
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+            break;
+        }
+        close(c);
+    }
+
+    void close(Conn& c) {
+        if (c.state == State::Busy) return;  // the adapter thread's until it is done
+        setTimer(c, Clock::time_point::max());
+        if (c.reserved > 0) {
+            std::size_t const bytes = c.reserved;
+            c.reserved = 0;
+            c.state = State::Lingering;  // not a budget waiter any more
+            release(bytes);
+        }
+        ::epoll_ctl(ep, EPOLL_CTL_DEL, c.fd, nullptr);
+        ::close(c.fd);
+        if (c.counted) {
+            --counted;
+            auto it = perPeer.find(c.info.peerAddress);
+            if (it != perPeer.end() && --it->second == 0) perPeer.erase(it);
+        } else if (rejecting > 0) {
+            --rejecting;
+        }
+        conns.erase(c.id);
+    }
+};
+
+int HTTPListener::defaultThreads() {
+    unsigned const cores = std::max(1u, std::thread::hardware_concurrency());
+    return static_cast<int>(std::max(32u, 4 * cores));
+}
+
+HTTPListener::HTTPListener(Options options, RequestHandler handler, RequestGate gate)
+    : _options(std::move(options)), _handler(std::move(handler)), _gate(std::move(gate)) {}
 
 HTTPListener::~HTTPListener() {
     stop();
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _workersQuit = true;
+        _jobsChanged.notify_all();
+    }
     for (std::thread& t : _workers) {
         if (t.joinable()) t.join();
     }
-    for (int fd : _pending) ::close(fd);
     if (_listenFd >= 0) ::close(_listenFd);
-    for (int fd : _wakePipe) {
-        if (fd >= 0) ::close(fd);
-    }
+    if (_wakeFd >= 0) ::close(_wakeFd);
 }
 
 int HTTPListener::open() {
-    if (::pipe2(_wakePipe, O_CLOEXEC | O_NONBLOCK) != 0) throw std::runtime_error(errnoText("pipe"));
+    _wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (_wakeFd < 0) throw std::runtime_error(errnoText("eventfd"));
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_port = htons(static_cast<uint16_t>(_options.port));
     if (::inet_pton(AF_INET, _options.address.c_str(), &addr.sin_addr) != 1) {
         throw std::runtime_error("not an IPv4 address: " + _options.address);
     }
-    _listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    _listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (_listenFd < 0) throw std::runtime_error(errnoText("socket"));
     int one = 1;
     ::setsockopt(_listenFd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
     if (::bind(_listenFd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
         throw std::runtime_error(errnoText(("bind " + _options.address + ":" + std::to_string(_options.port)).c_str()));
     }
-    if (::listen(_listenFd, 128) != 0) throw std::runtime_error(errnoText("listen"));
+    if (::listen(_listenFd, 1024) != 0) throw std::runtime_error(errnoText("listen"));
     sockaddr_in bound{};
     socklen_t len = sizeof bound;
     if (::getsockname(_listenFd, reinterpret_cast<sockaddr*>(&bound), &len) != 0) {
@@ -155,99 +900,39 @@ int HTTPListener::open() {
 }
 
 void HTTPListener::run() {
-    using Clock = std::chrono::steady_clock;
-    for (int i = 0; i < _options.threads; ++i) _workers.emplace_back([this] { workerLoop(); });
-    std::vector<Rejecting> rejecting;  // answered 503, lingering until the client closes
-    std::vector<pollfd> fds;
-    for (;;) {
+    int const threads = _options.threads > 0 ? _options.threads : defaultThreads();
+    for (int i = 0; i < threads; ++i) _workers.emplace_back([this] { workerLoop(); });
+    {
+        Loop loop(*this);
         {
             std::lock_guard<std::mutex> lock(_mutex);
-            if (_stopping) break;
+            if (_stopping) loop.beginStop();
         }
-        Clock::time_point const now = Clock::now();
-        int timeoutMs = -1;
-        std::erase_if(rejecting, [&](Rejecting const& r) {
-            if (r.deadline > now) return false;
-            ::close(r.fd);
-            return true;
-        });
-        fds.assign({{_listenFd, POLLIN, 0}, {_wakePipe[0], POLLIN, 0}});
-        for (Rejecting const& r : rejecting) {
-            fds.push_back({r.fd, POLLIN, 0});
-            auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(r.deadline - now).count() + 1;
-            if (timeoutMs < 0 || left < timeoutMs) timeoutMs = static_cast<int>(left);
-        }
-        if (::poll(fds.data(), fds.size(), timeoutMs) < 0) {
-            if (errno == EINTR) continue;
-            KVOLog::log(WHO, errnoText("poll"), KivoTraceLog::KIVO_ERROR, 2, 0, KVOLog::CIMOMLOG);
-            break;
-        }
-        if (fds[1].revents != 0) break;  // stop() was called
-        for (std::size_t i = rejecting.size(); i-- > 0;) {
-            std::size_t ignored = 0;
-            if (fds[i + 2].revents == 0 || dropSome(rejecting[i].fd, ignored)) continue;
-            ::close(rejecting[i].fd);
-            rejecting.erase(rejecting.begin() + static_cast<std::ptrdiff_t>(i));
-        }
-        if ((fds[0].revents & POLLIN) == 0) continue;
-        int fd = ::accept4(_listenFd, nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd < 0) {
-            if (errno != EINTR && errno != EAGAIN && errno != ECONNABORTED) {
-                KVOLog::log(WHO, errnoText("accept"), KivoTraceLog::KIVO_WARNING, 2, 0, KVOLog::CIMOMLOG);
-                if (errno == EMFILE || errno == ENFILE) ::usleep(100 * 1000);  // let connections close first
-            }
-            continue;
-        }
-        int one = 1;
-        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        admit(fd, rejecting);
+        loop.run();
     }
-    for (Rejecting const& r : rejecting) ::close(r.fd);
-    stop();
-    ::close(_listenFd);
-    _listenFd = -1;
-    for (std::thread& t : _workers) t.join();
-    _workers.clear();
-}
-
-void HTTPListener::admit(int fd, std::vector<Rejecting>& rejecting) {
     {
         std::lock_guard<std::mutex> lock(_mutex);
-        ++_accepted;
-        if (_pending.size() + _connections.size() < static_cast<std::size_t>(_options.maxConnections)) {
-            _pending.push_back(fd);
-            _queueChanged.notify_all();
-            return;
-        }
-        ++_refused;
+        _workersQuit = true;
+        _jobsChanged.notify_all();
     }
-    KVOLog::log(WHO, "Connection refused with 503: " + std::to_string(_options.maxConnections) + " connections open",
-                KivoTraceLog::KIVO_INFORMATION, 2, 0, KVOLog::CIMOMLOG);
-    // The answer fits the socket's empty send buffer: never blocks.
-    [[maybe_unused]] ssize_t n =
-        ::send(fd, kServiceUnavailable, sizeof kServiceUnavailable - 1, MSG_DONTWAIT | MSG_NOSIGNAL);
-    ::shutdown(fd, SHUT_WR);
-    if (rejecting.size() >= kMaxRejecting) {
-        ::close(fd);
-        return;
-    }
-    rejecting.push_back({fd, std::chrono::steady_clock::now() + std::chrono::milliseconds(kRejectLingerMs)});
+    for (std::thread& t : _workers) t.join();
+    _workers.clear();
+    ::close(_listenFd);
+    _listenFd = -1;
 }
 
 void HTTPListener::stop() {
     std::lock_guard<std::mutex> lock(_mutex);
     if (_stopping) return;
     _stopping = true;
-    char byte = 1;
-    if (_wakePipe[1] >= 0) {
-        [[maybe_unused]] ssize_t n = ::write(_wakePipe[1], &byte, 1);
+    wake();
+}
+
+void HTTPListener::wake() {
+    std::uint64_t one = 1;
+    if (_wakeFd >= 0) {
+        [[maybe_unused]] ssize_t n = ::write(_wakeFd, &one, sizeof one);
     }
-    // Connections waiting for a request head: their reader sees the end of the
-    // stream at once. Busy ones finish their request and then close.
-    for (auto const& [fd, slot] : _connections) {
-        if (slot.idle) ::shutdown(fd, SHUT_RD);
-    }
-    _queueChanged.notify_all();
 }
 
 unsigned long HTTPListener::connectionsAccepted() const {
@@ -267,91 +952,44 @@ unsigned long HTTPListener::connectionsRefused() const {
 
 void HTTPListener::workerLoop() {
     for (;;) {
-        int fd;
+        std::unique_ptr<Job> job;
         {
             std::unique_lock<std::mutex> lock(_mutex);
-            _queueChanged.wait(lock, [&] { return _stopping || !_pending.empty(); });
-            if (_pending.empty()) return;  // stopping, nothing left
-            fd = _pending.front();
-            _pending.pop_front();
-            _queueChanged.notify_all();
-            if (_stopping) {
-                // Accepted before the stop, no request read yet: not in flight.
-                ::close(fd);
-                continue;
-            }
-            _connections[fd] = Slot{};
+            _jobsChanged.wait(lock, [&] { return _workersQuit || !_jobs.empty(); });
+            if (_jobs.empty()) return;
+            job = std::move(_jobs.front());
+            _jobs.pop_front();
         }
-        serveConnection(fd);
+        serve(*job);
     }
 }
 
-void HTTPListener::setIdle(int fd, bool idle) {
-    std::lock_guard<std::mutex> lock(_mutex);
-    _connections[fd].idle = idle;
-    if (idle && _stopping) ::shutdown(fd, SHUT_RD);
-    if (!idle) ++_requests;
-}
-
-void HTTPListener::serveConnection(int fd) {
+void HTTPListener::serve(Job& job) {
+    auto done = std::make_unique<Done>(Done{job.id, false, true, {}, job.reserved});
     {
-        timeval tv{};
-        tv.tv_sec = _options.readTimeoutMs / 1000;
-        tv.tv_usec = (_options.readTimeoutMs % 1000) * 1000;
-        ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
-    }
-    ConnectionInfo const info = describeConnection(fd);
-    KVOSocket sock(fd);
-    sock.setReceiveTimeout(_options.readTimeoutMs);
-    // The slot goes before the socket closes the descriptor, so stop() never
-    // shuts down a descriptor number that was already reused.
-    struct SlotGuard {
-        HTTPListener& self;
-        int fd;
-        ~SlotGuard() {
-            std::lock_guard<std::mutex> lock(self._mutex);
-            self._connections.erase(fd);
+        ConnectionSocket sock(job.fd, job.loopback, std::move(job.buffered), job.deadline, _options.sendTimeoutMs);
+        KVOGenericHTTPIStream istr(sock);
+        try {
+            KVOGenericHTTPOStream ostr(sock);
+            done->persist = _handler(job.request, istr, ostr, job.info);
+        } catch (std::exception const& e) {
+            log("Connection from " + job.info.peerAddress + ":" + job.info.peerPort + " ended: " + e.what(),
+                KivoTraceLog::KIVO_TRACE);
+        } catch (...) {
+            log("Connection ended by an unknown exception", KivoTraceLog::KIVO_WARNING);
         }
-    } slotGuard{*this, fd};
-    KVOGenericHTTPIStream istr(sock);
-    KVOGenericHTTPOStream ostr(sock);
-    // Whether the client may still be sending when the connection ends: then
-    // it ends with a lingering close.
-    bool linger = true;
-    try {
-        for (;;) {
-            setIdle(fd, true);
-            KVOHTTPRequest request;
-            try {
-                if (!request.readFrom(istr)) {  // closed between requests
-                    linger = false;
-                    break;
-                }
-            } catch (KVOHTTPException const& e) {
-                bool stopping;
-                {
-                    std::lock_guard<std::mutex> lock(_mutex);
-                    stopping = _stopping;
-                }
-                if (!stopping && !istr.eof()) answerBadHead(ostr, e.getCode());
-                break;
-            }
-            setIdle(fd, false);
-            if (!_handler(request, istr, ostr, info)) break;
-            std::lock_guard<std::mutex> lock(_mutex);
-            if (_stopping) {
-                linger = false;  // between two requests: nothing of the client's is left unread
-                break;
-            }
+        if (istr.eof()) {
+            // The client closed, or its request's deadline passed.
+            done->persist = false;
+            done->linger = false;
         }
-    } catch (std::exception const& e) {
-        KVOLog::log(WHO, KVOString("Connection from ") + info.peerAddress + ":" + info.peerPort + " ended: " + e.what(),
-                    KivoTraceLog::KIVO_TRACE, 2, 0, KVOLog::CIMOMLOG);
-    } catch (...) {
-        KVOLog::log(WHO, "Connection ended by an unknown exception", KivoTraceLog::KIVO_WARNING, 2, 0,
-                    KVOLog::CIMOMLOG);
+        std::string rest(istr.buffered(), '\0');
+        istr.read(rest.data(), static_cast<long>(rest.size()));
+        done->unread = std::move(rest) + sock.unread();
     }
-    if (linger && !istr.eof()) lingerClose(fd, std::min(kLingerMs, _options.readTimeoutMs), kLingerBytes);
+    std::lock_guard<std::mutex> lock(_mutex);
+    _done.push_back(std::move(done));
+    wake();
 }
 
 }  // namespace refserver

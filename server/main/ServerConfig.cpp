@@ -78,15 +78,33 @@ std::vector<Setting> const& settingsTable() {
          }},
         {SERVER_SECTION, "Port", "--port", "N", "TCP port (default 5988; 0 picks a free port and prints it)",
          number(0, 65535, [](ServerSettings& s, long v) { s.port = static_cast<int>(v); })},
-        {SERVER_SECTION, "Threads", "--threads", "N", "adapter threads, one request each at a time (default 8)",
-         number(1, 256, [](ServerSettings& s, long v) { s.threads = static_cast<int>(v); })},
+        {SERVER_SECTION, "Threads", "--threads", "N",
+         "adapter threads, one request each at a time; 0: four per core, at least 32 (default 0)",
+         number(0, 1024, [](ServerSettings& s, long v) { s.threads = static_cast<int>(v); })},
         {SERVER_SECTION, "MaxConnections", "--max-connections", "N",
-         "open connections at once, served or waiting for a thread; more are answered 503 and closed "
-         "(default 64)",
+         "open connections at once; more are answered 503 and closed (default 1024)",
          number(1, 100000, [](ServerSettings& s, long v) { s.maxConnections = static_cast<int>(v); })},
+        {SERVER_SECTION, "MaxConnectionsPerPeer", "--max-connections-per-peer", "N",
+         "open connections from one peer address; more are answered 503 and closed (default 256)",
+         number(1, 100000, [](ServerSettings& s, long v) { s.maxConnectionsPerPeer = static_cast<int>(v); })},
         {SERVER_SECTION, "ReadTimeout", "--read-timeout", "SECONDS",
-         "longest wait for request bytes, and for the next request on a persistent connection (default 30)",
+         "a request, head and body, must arrive whole within this time from its first byte, or the connection "
+         "is closed (default 30)",
          number(1, 86400, [](ServerSettings& s, long v) { s.readTimeoutSeconds = static_cast<int>(v); })},
+        {SERVER_SECTION, "IdleTimeout", "--idle-timeout", "SECONDS",
+         "a connection that starts no request for this long is closed (default 60)",
+         number(1, 86400, [](ServerSettings& s, long v) { s.idleTimeoutSeconds = static_cast<int>(v); })},
+        {SERVER_SECTION, "SendTimeout", "--send-timeout", "SECONDS",
+         "a response whose client reads nothing for this long is abandoned and its connection closed "
+         "(default 30)",
+         number(1, 86400, [](ServerSettings& s, long v) { s.sendTimeoutSeconds = static_cast<int>(v); })},
+        {SERVER_SECTION, "ShutdownTimeout", "--shutdown-timeout", "SECONDS",
+         "after SIGTERM/SIGINT, responses in flight may finish for this long, then are cut (default 10)",
+         number(0, 3600, [](ServerSettings& s, long v) { s.shutdownTimeoutSeconds = static_cast<int>(v); })},
+        {SERVER_SECTION, "BodyBudget", "--body-budget", "MIB",
+         "memory for the Content-Length bodies of the requests in flight, in MiB; a body that does not fit "
+         "waits, then is answered 503 (default 256)",
+         number(1, 1048576, [](ServerSettings& s, long v) { s.bodyBudgetMiB = v; })},
         {SERVER_SECTION, "StreamBound", "--stream-bound", "N",
          "results a streamed operation holds before its producer waits for the response writer; 0: no bound "
          "(default 1000)",
@@ -249,13 +267,15 @@ std::string usage(char const* programName) {
     }
     out << "  --help                        this text\n\n"
         << "INI example:\n"
-        << "  [Server]\n  Address = 127.0.0.1\n  Port = 5988\n  Threads = 8\n  MaxConnections = 64\n"
-        << "  ReadTimeout = 30\n  StreamBound = 1000\n  Authentication = basic\n  ScaleInstances = 1000\n"
+        << "  [Server]\n  Address = 127.0.0.1\n  Port = 5988\n  Threads = 0\n  MaxConnections = 1024\n"
+        << "  MaxConnectionsPerPeer = 256\n  ReadTimeout = 30\n  IdleTimeout = 60\n  SendTimeout = 30\n"
+        << "  ShutdownTimeout = 10\n  BodyBudget = 256\n  StreamBound = 1000\n  Authentication = basic\n  ScaleInstances = 1000\n"
         << "  LogLevel = warning\n  [Users]\n  alice = secret\n"
         << "  [QORA]\n  HTTPTransferEncoding = Chunked\n  CimTransactionTimeout = 600\n\n"
         << "With port 0 the server prints \"listening on ADDRESS:PORT\" once it accepts connections.\n"
         << "With basic authentication a request without valid credentials is answered 401.\n"
-        << "SIGTERM or SIGINT stops it: requests in progress finish, then it exits with status 0.\n";
+        << "SIGTERM or SIGINT stops it: responses in progress may finish within ShutdownTimeout, then are cut;\n"
+        << "it exits with status 0 at the latest a second after that.\n";
     return out.str();
 }
 

@@ -23,9 +23,14 @@ namespace refserver {
 struct ServerSettings {
     std::string address = "127.0.0.1";
     int port = 5988;             // 0: the system picks a free port
-    int threads = 8;             // adapter threads, each serving one request at a time
-    int maxConnections = 64;     // open connections at once (served or waiting); more are answered 503
-    int readTimeoutSeconds = 30; // longest wait for bytes of a request (and between requests)
+    int threads = 0;             // adapter threads, each serving one request at a time (0: 4 per core, at least 32)
+    int maxConnections = 1024;   // open connections at once; more are answered 503
+    int maxConnectionsPerPeer = 256;  // open connections from one peer address; more are answered 503
+    int readTimeoutSeconds = 30;      // a request (head and body) must arrive whole within it
+    int idleTimeoutSeconds = 60;      // a persistent connection without a request is closed after it
+    int sendTimeoutSeconds = 30;      // a response the client reads nothing of for this long is abandoned
+    int shutdownTimeoutSeconds = 10;  // after SIGTERM, responses in flight are cut after it
+    long bodyBudgetMiB = 256;         // Content-Length bodies in memory at once, in MiB
     unsigned streamBound = 1000; // capacity of the result collection of a streamed operation (0: none)
     std::string authentication = "none";        // "none" or "basic"
     std::map<std::string, std::string> users;  // name -> password, for "basic"

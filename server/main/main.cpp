@@ -5,9 +5,12 @@
 // Start-up: settings (INI file and flags; ServerConfig.h), the object manager started
 // (STARTED once the model is loaded), the listener bound; then one line
 // "listening on ADDRESS:PORT" on standard output. SIGTERM or SIGINT stops
-// it: the object manager goes SHUTTING_DOWN, the listener stops accepting and
-// closes idle connections, requests under way finish, the object manager
-// goes SHUT_DOWN, and the process exits with status 0.
+// it: the listener stops accepting and closes idle connections, the object
+// manager goes SHUTTING_DOWN, responses under way finish (those still running
+// after ShutdownTimeout have their connections cut, so their writes fail), the
+// object manager goes SHUT_DOWN, and the process exits with status 0. Should
+// anything still be running a second after the shutdown deadline (producers
+// of abandoned operations), the process exits (status 0) without it.
 
 #include "CIMXMLAdapter.h"
 #include "CIMXMLExecuteQuery.h"
@@ -19,18 +22,29 @@
 #include "KivoUtilities/KVOLog.h"
 
 #include <pthread.h>
+#include <sys/resource.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <thread>
 
 namespace {
 
 // The protection space named in every 401 challenge.
 char const* const kRealm = "kivo-cimxml-server";
+// Descriptors beyond the connections: listener, epoll, files, threads' own.
+constexpr rlim_t kSpareDescriptors = 128;
+// How long after the shutdown deadline the process waits for the object
+// manager's producers of abandoned operations before it exits without them.
+constexpr std::chrono::milliseconds kProducerGrace{1000};
 
 KivoTraceLog::Severity severityNamed(std::string const& level) {
     if (level == "trace") return KivoTraceLog::KIVO_TRACE;
@@ -39,6 +53,17 @@ KivoTraceLog::Severity severityNamed(std::string const& level) {
     if (level == "critical") return KivoTraceLog::KIVO_CRITICAL;
     if (level == "none") return KivoTraceLog::KIVO_NO_SEVERITY;
     return KivoTraceLog::KIVO_WARNING;
+}
+
+// Every connection is a descriptor: lift the soft limit towards the hard one
+// so that the connection cap, not EMFILE, is what a flood of clients meets.
+void raiseDescriptorLimit(int maxConnections) {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    rlim_t const wanted = static_cast<rlim_t>(maxConnections) + 2 * kSpareDescriptors;
+    if (limit.rlim_cur >= wanted) return;
+    limit.rlim_cur = limit.rlim_max == RLIM_INFINITY ? wanted : std::min(wanted, limit.rlim_max);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 }  // namespace
@@ -93,7 +118,13 @@ int main(int argc, char** argv) {
     listenerOptions.port = settings.port;
     listenerOptions.threads = settings.threads;
     listenerOptions.maxConnections = settings.maxConnections;
-    listenerOptions.readTimeoutMs = settings.readTimeoutSeconds * 1000;
+    listenerOptions.maxConnectionsPerPeer = settings.maxConnectionsPerPeer;
+    listenerOptions.requestTimeoutMs = settings.readTimeoutSeconds * 1000;
+    listenerOptions.idleTimeoutMs = settings.idleTimeoutSeconds * 1000;
+    listenerOptions.sendTimeoutMs = settings.sendTimeoutSeconds * 1000;
+    listenerOptions.shutdownTimeoutMs = settings.shutdownTimeoutSeconds * 1000;
+    listenerOptions.bodyBudgetBytes = static_cast<std::size_t>(settings.bodyBudgetMiB) << 20;
+    raiseDescriptorLimit(settings.maxConnections);
     refserver::HTTPListener listener(
         listenerOptions, [&adapter](KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr,
                                     refserver::ConnectionInfo const& c) {
@@ -114,6 +145,10 @@ int main(int argc, char** argv) {
 
     std::atomic<bool> running{true};
     std::atomic<bool> woken{false};  // the signal thread has left sigwait
+    auto summary = [&](char const* note) {
+        std::fprintf(stderr, "%s: stopped after %lu connections (%lu refused: too many) and %lu requests%s\n", argv[0],
+                     listener.connectionsAccepted(), listener.connectionsRefused(), listener.requestsStarted(), note);
+    };
     std::thread signalThread([&] {
         int sig = 0;
         sigwait(&stopSignals, &sig);
@@ -121,10 +156,31 @@ int main(int argc, char** argv) {
         if (running.load()) {
             std::fprintf(stderr, "%s: signal %d, shutting down\n", argv[0], sig);
         }
-        // SHUTTING_DOWN first, then no new connections; shutdown() returns
-        // once the requests under way have finished.
+        // The process ends by this time whatever the clients and the
+        // operations do: responses are cut at the shutdown deadline, and
+        // producers of abandoned operations get a short grace.
+        auto const hardStop = std::chrono::steady_clock::now() +
+                              std::chrono::seconds(settings.shutdownTimeoutSeconds) + kProducerGrace;
+        std::mutex downMutex;
+        std::condition_variable downChanged;
+        bool down = false;  // guarded by downMutex: the object manager has shut down
+        std::thread watchdog([&] {
+            std::unique_lock<std::mutex> lock(downMutex);
+            if (downChanged.wait_until(lock, hardStop, [&] { return down; })) return;
+            summary("; operations still running were abandoned");
+            std::fflush(nullptr);
+            std::_Exit(0);
+        });
+        // No new connections, then SHUTTING_DOWN; shutdown() returns once the
+        // requests under way have finished.
         listener.stop();
         objectManager.shutdown();
+        {
+            std::lock_guard<std::mutex> lock(downMutex);
+            down = true;
+            downChanged.notify_all();
+        }
+        watchdog.join();
     });
 
     std::printf("listening on %s:%d\n", settings.address.c_str(), port);
@@ -138,7 +194,6 @@ int main(int argc, char** argv) {
     running.store(false);
     if (!woken.load()) pthread_kill(signalThread.native_handle(), SIGTERM);
     signalThread.join();
-    std::fprintf(stderr, "%s: stopped after %lu connections (%lu refused: too many) and %lu requests\n", argv[0],
-                 listener.connectionsAccepted(), listener.connectionsRefused(), listener.requestsStarted());
+    summary("");
     return 0;
 }

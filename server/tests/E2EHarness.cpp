@@ -148,16 +148,21 @@ int ServerProcess::stop(int signal) {
 }
 
 int ServerProcess::threadCount() const {
+    return static_cast<int>(status("Threads"));
+}
+
+long ServerProcess::status(char const* field) const {
     if (_pid <= 0) return -1;
     FILE* f = std::fopen(("/proc/" + std::to_string(_pid) + "/status").c_str(), "r");
     if (f == nullptr) return -1;
     char line[256];
-    int threads = -1;
+    long value = -1;
+    std::size_t const length = std::strlen(field);
     while (std::fgets(line, sizeof line, f) != nullptr) {
-        if (std::strncmp(line, "Threads:", 8) == 0) threads = std::atoi(line + 8);
+        if (std::strncmp(line, field, length) == 0 && line[length] == ':') value = std::atol(line + length + 1);
     }
     std::fclose(f);
-    return threads;
+    return value;
 }
 
 std::string HttpResponse::header(std::string const& name) const {

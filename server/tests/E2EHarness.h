@@ -44,6 +44,9 @@ public:
 
     // Threads of the running server (from /proc), or -1.
     int threadCount() const;
+    // A numeric field of the running server's /proc status ("VmHWM", "VmRSS"
+    // in KiB; "Threads"), or -1.
+    long status(char const* field) const;
 
 private:
     pid_t _pid = -1;

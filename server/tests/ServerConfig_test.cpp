@@ -49,9 +49,14 @@ TEST_F(ServerConfigTest, DefaultsWithoutFileOrFlags) {
     ASSERT_EQ(p.action, ParsedCommandLine::Run);
     EXPECT_EQ(p.settings.address, "127.0.0.1");
     EXPECT_EQ(p.settings.port, 5988);
-    EXPECT_EQ(p.settings.threads, 8);
+    EXPECT_EQ(p.settings.threads, 0);
     EXPECT_EQ(p.settings.readTimeoutSeconds, 30);
-    EXPECT_EQ(p.settings.maxConnections, 64);
+    EXPECT_EQ(p.settings.idleTimeoutSeconds, 60);
+    EXPECT_EQ(p.settings.sendTimeoutSeconds, 30);
+    EXPECT_EQ(p.settings.shutdownTimeoutSeconds, 10);
+    EXPECT_EQ(p.settings.maxConnections, 1024);
+    EXPECT_EQ(p.settings.maxConnectionsPerPeer, 256);
+    EXPECT_EQ(p.settings.bodyBudgetMiB, 256);
     EXPECT_EQ(p.settings.streamBound, 1000u);
     EXPECT_EQ(p.settings.authentication, "none");
     EXPECT_TRUE(p.settings.users.empty());
@@ -62,7 +67,8 @@ TEST_F(ServerConfigTest, DefaultsWithoutFileOrFlags) {
 TEST_F(ServerConfigTest, FlagsOverrideTheFileWhereverTheyStand) {
     std::string ini = iniFile(
         "; comment\n[Server]\nAddress = 127.0.0.2\nPort = 6000\nThreads = 3\nReadTimeout = 9\nScaleInstances = 50\n"
-        "MaxConnections = 5\nStreamBound = 0\nAuthentication = basic\n"
+        "MaxConnections = 5\nStreamBound = 0\nAuthentication = basic\nMaxConnectionsPerPeer = 4\nIdleTimeout = 7\n"
+        "SendTimeout = 6\nShutdownTimeout = 0\nBodyBudget = 1\n"
         "[Users]\nalice = s3cret=x \nbob = 1\n"
         "[QORA]\nHTTPTransferEncoding = ConditionalChunked\nCimTransactionTimeout = 30\nOtherKey = kept\n");
     ParsedCommandLine p = parse({"--port", "0", "--config", ini, "--transfer-encoding=Chunked", "--max-connections",
@@ -74,6 +80,11 @@ TEST_F(ServerConfigTest, FlagsOverrideTheFileWhereverTheyStand) {
     EXPECT_EQ(p.settings.readTimeoutSeconds, 9);
     EXPECT_EQ(p.settings.scaleInstances, 50);
     EXPECT_EQ(p.settings.maxConnections, 7);
+    EXPECT_EQ(p.settings.maxConnectionsPerPeer, 4);
+    EXPECT_EQ(p.settings.idleTimeoutSeconds, 7);
+    EXPECT_EQ(p.settings.sendTimeoutSeconds, 6);
+    EXPECT_EQ(p.settings.shutdownTimeoutSeconds, 0);
+    EXPECT_EQ(p.settings.bodyBudgetMiB, 1);
     EXPECT_EQ(p.settings.streamBound, 0u);
     EXPECT_EQ(p.settings.authentication, "basic");
     // Passwords are trimmed, keep '=' and ':' after the first delimiter; a flag
@@ -99,7 +110,11 @@ TEST_F(ServerConfigTest, RefusesWhatItCannotUse) {
         {"missing value", {"--port"}, "needs a value"},
         {"port out of range", {"--port", "70000"}, "not a number from 0 to 65535"},
         {"port not a number", {"--port", "12ab"}, "not a number"},
-        {"no threads", {"--threads", "0"}, "from 1"},
+        {"negative threads", {"--threads", "-1"}, "from 0 to 1024"},
+        {"no connections per peer", {"--max-connections-per-peer", "0"}, "from 1"},
+        {"no idle timeout", {"--idle-timeout", "0"}, "from 1"},
+        {"no send timeout", {"--send-timeout", "0"}, "from 1"},
+        {"no body budget", {"--body-budget", "0"}, "from 1"},
         {"bad log level", {"--log-level", "loud"}, "not one of"},
         {"transaction timeout not a number", {"--transaction-timeout", "soon"}, "not a number"},
         {"no connections", {"--max-connections", "0"}, "from 1"},
@@ -135,7 +150,9 @@ TEST_F(ServerConfigTest, HelpListsEveryFlagWithItsKey) {
                           "--transfer-encoding", "[QORA] HTTPTransferEncoding", "--transaction-timeout",
                           "[QORA] CimTransactionTimeout", "--log-level", "--max-connections",
                           "[Server] MaxConnections", "--stream-bound", "[Server] StreamBound", "--authentication",
-                          "[Server] Authentication", "--user NAME:PASSWORD", "[Users] NAME", "--help"}) {
+                          "[Server] Authentication", "--user NAME:PASSWORD", "[Users] NAME", "--help",
+                          "[Server] MaxConnectionsPerPeer", "[Server] IdleTimeout", "[Server] SendTimeout",
+                          "[Server] ShutdownTimeout", "[Server] BodyBudget"}) {
         EXPECT_NE(text.find(s), std::string::npos) << s;
     }
 }

@@ -1,9 +1,10 @@
 // End to end: the server's defences and limits. Basic authentication (401
 // answers, the challenge, persistent connections after a refusal, a real
-// client with credentials), the connection cap (503), the read timeout
-// freeing a thread held by a silent client, a stop during a long streamed
-// response, and clients that go away in the middle of one (threads and
-// producers released, the stream bound setting honoured).
+// client with credentials), the connection cap (503), silent clients that
+// hold no thread and lose their connection at their deadline, the body
+// budget bounding memory, SIGTERM with hostile clients, a stop during a long
+// streamed response, and clients that go away in the middle of one (threads
+// and producers released, the stream bound setting honoured).
 #include "E2EHarness.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -19,6 +21,11 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// Memory a request body costs beyond its bytes in the budget: the adapter's
+// own copy while it parses (measured, see README), plus a fixed allowance.
+constexpr long kBodyCopies = 1;
+constexpr long kBodyOverheadMiB = 64;
 using e2e::Connection;
 using e2e::HttpResponse;
 
@@ -133,14 +140,15 @@ TEST_F(HardeningTest, AClientWithCredentialsInItsURLIsServed) {
 }
 
 TEST_F(HardeningTest, ConnectionsBeyondTheCapAreAnswered503AndLaterOnesServed) {
-    start({"--threads", "1", "--max-connections", "2", "--read-timeout", "20"});
-    // The only thread holds the first connection between its requests; the
-    // second waits for it; the third is over the cap.
+    start({"--threads", "1", "--max-connections", "2"});
+    // Two persistent connections, idle between requests: they hold no thread,
+    // so both are served by the only one; a third is over the cap.
     auto held = std::make_unique<Connection>(server.port());
-    ASSERT_TRUE(held->send(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody)));
-    ASSERT_EQ(held->read().status, 200);
-    Connection queued(server.port());
-    ASSERT_TRUE(queued.send(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody)));
+    Connection other(server.port());
+    for (Connection* c : {held.get(), &other}) {
+        ASSERT_TRUE(c->send(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody)));
+        ASSERT_EQ(c->read().status, 200);
+    }
     for (bool sendFirst : {false, true}) {
         SCOPED_TRACE(sendFirst ? "request sent before reading" : "nothing sent");
         Connection over(server.port());
@@ -155,37 +163,96 @@ TEST_F(HardeningTest, ConnectionsBeyondTheCapAreAnswered503AndLaterOnesServed) {
         EXPECT_EQ(r.body, "");
         EXPECT_TRUE(over.waitClosed());
     }
-    // Once the first connection ends, the waiting one is served, and a new
-    // one fits under the cap again.
+    // Once one connection ends, a new one fits under the cap again.
     held.reset();
-    HttpResponse r = queued.read();
-    EXPECT_EQ(r.status, 200);
-    queued.close();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
     expectServed();
 }
 
-TEST_F(HardeningTest, TheReadTimeoutFreesTheThreadOfASilentClient) {
-    start({"--threads", "1", "--read-timeout", "1"});
+TEST_F(HardeningTest, SilentClientsHoldNoThreadAndLoseTheirConnectionAtTheirDeadline) {
+    start({"--threads", "1", "--read-timeout", "1", "--idle-timeout", "2"});
     std::string const full = e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody);
-    for (std::size_t cut : {std::size_t{30}, full.size() - 40}) {
-        SCOPED_TRACE(cut < 100 ? "half a head" : "half a body");
+    struct Case {
+        char const* name;
+        std::size_t cut;
+        std::chrono::milliseconds deadline;
+    };
+    for (Case const& k : {Case{"nothing sent", 0, std::chrono::milliseconds(2000)},
+                          Case{"half a head", 30, std::chrono::milliseconds(1000)},
+                          Case{"half a body", full.size() - 40, std::chrono::milliseconds(1000)}}) {
+        SCOPED_TRACE(k.name);
         Clock::time_point const begin = Clock::now();
         Connection silent(server.port());
-        ASSERT_TRUE(silent.send(full.substr(0, cut)));
-        // The only thread is held by the silent client; this one waits.
+        if (k.cut > 0) {
+            ASSERT_TRUE(silent.send(full.substr(0, k.cut)));
+        }
+        // The only thread is free: this one is served at once.
         Connection waiting(server.port());
         ASSERT_TRUE(waiting.send(full));
-        EXPECT_TRUE(silent.waitClosed());
-        EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(900));
         HttpResponse r = waiting.read();
         ASSERT_TRUE(r.complete);
         EXPECT_EQ(r.status, 200);
+        EXPECT_LT(Clock::now() - begin, k.deadline);
+        EXPECT_TRUE(silent.waitClosed());
+        EXPECT_GE(Clock::now() - begin, k.deadline - std::chrono::milliseconds(50));
     }
+}
+
+TEST_F(HardeningTest, ConcurrentLargeBodiesStayWithinTheBodyBudget) {
+    // Eight 48 MiB bodies at once, with a budget of 128 MiB: two are read
+    // and served at a time, the others wait for room.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers change the memory measured (the budget itself is tested in HTTPListener_test)";
+#endif
+    long const budgetMiB = 128;
+    start({"--body-budget", std::to_string(budgetMiB), "--read-timeout", "120"});
+    expectServed();
+    long const baseKiB = server.status("VmHWM");
+    std::string body = kGetClassBody;
+    body.insert(body.find("<MESSAGE"), std::string(48u << 20, ' '));
+    std::string const request = e2e::cimRequest("GetClass", "root/cimv2", body);
+    std::vector<int> statuses(8, 0);
+    std::vector<std::thread> clients;
+    for (std::size_t i = 0; i < statuses.size(); ++i) {
+        clients.emplace_back([&, i] {
+            Connection c(server.port());
+            if (c.send(request)) statuses[i] = c.read().status;
+        });
+    }
+    for (std::thread& t : clients) t.join();
+    long const peakKiB = server.status("VmHWM");
+    std::printf("eight 48 MiB bodies, budget %ld MiB: peak RSS %ld KiB, %ld KiB over the %ld KiB before\n", budgetMiB,
+                peakKiB, peakKiB - baseKiB, baseKiB);
+    for (int status : statuses) EXPECT_EQ(status, 200);
+    EXPECT_LT(peakKiB - baseKiB, (budgetMiB + budgetMiB * kBodyCopies + kBodyOverheadMiB) * 1024);
+}
+
+TEST_F(HardeningTest, SigtermStopsWithinTheShutdownDeadlineWhateverTheClientsDo) {
+    start({"--scale-instances", "200000", "--shutdown-timeout", "2", "--send-timeout", "600"});
+    // One never reads its enumeration, one reads it 16 KiB a second, one is
+    // idle.
+    Connection deaf(server.port()), slow(server.port()), idle(server.port());
+    ASSERT_TRUE(deaf.send(scaleRequest("EnumerateInstances")));
+    ASSERT_TRUE(slow.send(scaleRequest("EnumerateInstances")));
+    std::atomic<bool> reading{true};
+    std::thread reader([&] {
+        while (reading.load() && !slow.readSome(16384).empty()) std::this_thread::sleep_for(std::chrono::seconds(1));
+    });
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    Clock::time_point const begin = Clock::now();
+    EXPECT_EQ(server.stop(SIGTERM), 0);
+    auto const took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+    reading.store(false);
+    reader.join();  // the server is gone: its read ends
+    std::printf("SIGTERM with a deaf, a slow and an idle client: exit after %lld ms\n",
+                static_cast<long long>(took.count()));
+    EXPECT_GE(took, std::chrono::milliseconds(1900));
+    EXPECT_LT(took, std::chrono::milliseconds(2000 + 1000 + 2000));  // the deadline, the grace, slack
 }
 
 TEST_F(HardeningTest, AStopDuringAStreamedResponseLetsItFinish) {
     int const count = 40000;
-    start({"--threads", "2", "--scale-instances", std::to_string(count)});
+    start({"--threads", "2", "--scale-instances", std::to_string(count), "--shutdown-timeout", "120"});
     Connection c(server.port());
     ASSERT_TRUE(c.send(scaleRequest("EnumerateInstances")));
     std::string const first = c.readSome(100);
