@@ -29,7 +29,13 @@
 //
 // The body is parsed in place: parse() takes the body string and keeps it as
 // the document's buffer, so that the text of a large value is not copied;
-// release() frees both once the operation holds what it read.
+// release() frees both once the operation holds what it read. The parse
+// itself adds the document's nodes to the body: for a CreateInstance with a
+// 40 MiB string property, under 1/64 of the body (CIMXMLRequest_test); the
+// readers then copy each value once into the operation. Measured over the
+// whole server (front end, adapter, object manager keeping the instance), the
+// peak resident memory of that request grows by 3.3 times the body (it grew
+// by 4.3 times while the parse copied the body into a document of its own).
 //
 // A CIMXMLRequest owns its document; the nodes it holds point into it, so it
 // is neither copyable nor movable. One request, one thread.

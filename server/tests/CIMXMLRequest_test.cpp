@@ -158,7 +158,7 @@ std::size_t heapInUse() {
 
 TEST(CIMXMLRequestTest, ParsesALargeValueInPlaceWithoutCopyingTheBody) {
     std::string body = getClass("<IPARAMVALUE NAME=\"NewInstance\"><INSTANCE CLASSNAME=\"C\"><PROPERTY NAME=\"P\" "
-                                "TYPE=\"string\"><VALUE>" + std::string(40u << 20, 'v') +
+                                "TYPE=\"string\"><VALUE>" + std::string(16u << 20, 'v') +
                                 "</VALUE></PROPERTY></INSTANCE></IPARAMVALUE>");
     std::size_t const size = body.size();
     std::size_t const before = heapInUse();

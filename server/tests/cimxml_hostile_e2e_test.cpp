@@ -214,6 +214,24 @@ TEST_F(HostileContentTest, ErrorDescriptionsNameTheirCodeOnce) {
         {"GetClass",
          e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_Nope\"/></IPARAMVALUE>"),
          "CIM_ERR_INVALID_CLASS"},
+        {"EnumerateInstances",
+         e2e::intrinsicBody("EnumerateInstances",
+                            "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_Nope\"/></IPARAMVALUE>"),
+         "CIM_ERR_INVALID_CLASS"},
+        {"OpenEnumerateInstances",
+         e2e::intrinsicBody("OpenEnumerateInstances",
+                            "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_Nope\"/></IPARAMVALUE>"),
+         "CIM_ERR_INVALID_CLASS"},
+        {"PullInstancesWithPath",
+         e2e::intrinsicBody("PullInstancesWithPath",
+                            "<IPARAMVALUE NAME=\"EnumerationContext\"><VALUE>nope</VALUE></IPARAMVALUE>"
+                            "<IPARAMVALUE NAME=\"MaxObjectCount\"><VALUE>1</VALUE></IPARAMVALUE>"),
+         "CIM_ERR_INVALID_ENUMERATION_CONTEXT"},
+        {"ExecQuery",
+         e2e::intrinsicBody("ExecQuery", "<IPARAMVALUE NAME=\"QueryLanguage\"><VALUE>WQL</VALUE></IPARAMVALUE>"
+                                         "<IPARAMVALUE NAME=\"Query\"><VALUE>SELECT Nope FROM KIVO_Nope</VALUE>"
+                                         "</IPARAMVALUE>"),
+         "CIM_ERR_"},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.body);
