@@ -86,7 +86,8 @@ protected:
 TEST_F(HostileContentTest, ReferencesNestedBeyondTheLimitAreRefusedQuicklyInBoundedMemory) {
     start();
     std::size_t const perLevel = nestedName(1, "").size() - nestedName(0, "").size();
-    std::size_t const deepest = (16u << 20) / perLevel;  // as deep as a 16 MiB body holds
+    // As deep as a 16 MiB body holds (4 MiB under the sanitizers).
+    std::size_t const deepest = ((kSanitized ? 4u : 16u) << 20) / perLevel;
     struct Case {
         std::size_t depth;
         char const* code;
@@ -283,13 +284,13 @@ StreamedResult enumerateWithoutChunks(int port, std::string const& className) {
 }
 
 TEST_F(HostileContentTest, ClientsThatCannotTakeChunksAreStreamedWithinAMemoryBudget) {
-    // Eight HTTP/1.0 clients enumerating 200,000 instances each (10,000 under
+    // Eight HTTP/1.0 clients enumerating 200,000 instances each (5,000 under
     // the sanitizers): each response streams as it is produced, ended by the
     // close of the connection, so the server's peak memory does not grow
     // with the responses' size. Budget: 128 MiB (measured: about 32 MiB;
     // each response holds at most --stream-bound results, 1,000, at once;
     // held whole, each of the eight took 291 MiB).
-    unsigned const scale = kSanitized ? 10000 : 200000;
+    unsigned const scale = kSanitized ? 5000 : 200000;
     start({"--scale-instances", std::to_string(scale)});
     constexpr int kClients = 8;
     std::vector<StreamedResult> results(kClients);
