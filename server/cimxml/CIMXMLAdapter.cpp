@@ -195,29 +195,35 @@ bool CIMXMLAdapter::processRequest(KVOHTTPRequest& request, KVOGenericHTTPIStrea
     } catch (KivoBaseException const& e) {
         // Answered by the intake (413, 400) or thrown out by its state gate;
         // either way the rest of the body is unread: the connection closes.
-        log("Request from " + peer + " refused by the intake: " + e.getMessage().str(), KivoTraceLog::KIVO_INFORMATION);
+        log("Request from " + peer + " refused by the intake: " + text::forLog(e.getMessage().str()),
+            KivoTraceLog::KIVO_INFORMATION);
         return false;
     }
 
     // The intake reads a body in chunks when the request names a transfer
     // coding and no length; its reader ends such a body at the first size line
     // it cannot parse, without error, so where the body really ended is not
-    // known. The connection closes after the response rather than reading what
-    // follows as another request.
-    bool const chunkedBody = (request.getHeaderField("Transfer-Encoding") != nullptr ||
-                              request.getHeaderField("TE") != nullptr) &&
+    // known. A request with both Transfer-Encoding and a positive
+    // Content-Length is read by its length, but the two framings disagree
+    // (an intermediary may have taken the other one): the shape of request
+    // smuggling. Either way the connection closes after the response rather
+    // than reading what follows as another request.
+    bool const hasTransferEncoding = request.getHeaderField("Transfer-Encoding") != nullptr;
+    bool const chunkedBody = (hasTransferEncoding || request.getHeaderField("TE") != nullptr) &&
                              request.getContentLength() <= 0;
-    bool const keepAlive = !http10 && request.isKeepAlive() && persistConnection && !chunkedBody;
+    bool const ambiguousFraming = hasTransferEncoding && request.getContentLength() > 0;
+    bool const keepAlive = !http10 && request.isKeepAlive() && persistConnection && !chunkedBody && !ambiguousFraming;
     if (!keepAlive) response.setConnection("close", false);
 
     CIMXMLRequest parsed;
     RequestRejection rejection = checkHeaders(request);
-    if (!rejection) rejection = parsed.parse(body.str());
+    if (!rejection) rejection = parsed.parse(std::move(body.str()), _options.operations.request);
+    body = KVOString();
     if (!rejection) rejection = parsed.matchesHeaders(headerValue(request, "CIMMethod"), headerValue(request, "CIMObject"));
     if (rejection) {
         log("Request from " + peer + " answered " + std::to_string(rejection.httpStatus) + " " + rejection.cimError +
-                ": " + rejection.detail,
-            KivoTraceLog::KIVO_WARNING);
+                ": " + text::forLog(rejection.detail),
+            KivoTraceLog::KIVO_INFORMATION);
         answerRejection(response, ostr, rejection);
         return keepAlive;
     }
@@ -225,15 +231,23 @@ bool CIMXMLAdapter::processRequest(KVOHTTPRequest& request, KVOGenericHTTPIStrea
     KVOSocket* socket = istr.getSocket();
     bool const loopback = socket != nullptr && socket->isLoopback();
     std::string host = headerValue(request, "Host");
-    if (host.empty()) host = client.localAddress + ":" + client.localPort;
+    if (host.empty() || !text::isValidUtf8(host)) host = client.localAddress + ":" + client.localPort;
     CIMXMLDataWriter writer(host, parsed.nameSpace(), &_context, false);
     ResponseChannel channel(response, ostr, parsed.messageId(), parsed.methodName(), parsed.isIntrinsic(), writer);
+    std::string const what = text::forLog(parsed.methodName()) + " " + text::forLog(parsed.nameSpace());
 
+    if (!parsed.contentError().empty()) {
+        log("Request from " + peer + ": " + what + " refused: " + parsed.contentError(), KivoTraceLog::KIVO_INFORMATION);
+        parsed.release();
+        channel.writeErrorOnly(4, parsed.contentError());
+        return keepAlive && channel.finished() && !channel.closesConnection();
+    }
     KVOSmrPtr<KivoOperationBase> op = buildOperation(parsed, channel, &_context, _options.operations);
+    parsed.release();  // the operation holds what it read
     if (!op) {
-        log("Request from " + peer + ": " + parsed.methodName() + " is not supported", KivoTraceLog::KIVO_INFORMATION);
-        channel.writeErrorOnly(7, "CIM_ERR_NOT_SUPPORTED: the operation " + parsed.methodName() + " is not supported");
-        return keepAlive;
+        log("Request from " + peer + ": " + what + " is not supported", KivoTraceLog::KIVO_INFORMATION);
+        channel.writeErrorOnly(7, "the operation " + parsed.methodName() + " is not supported");
+        return keepAlive && channel.finished() && !channel.closesConnection();
     }
     op->setAuthorization(token);
     op->setClientInfo(KVOSmrPtr<IQORAClientInfo>(new QORAClientInfo(
@@ -245,13 +259,13 @@ bool CIMXMLAdapter::processRequest(KVOHTTPRequest& request, KVOGenericHTTPIStrea
         // The response could not be written (usually: the client went away).
         // Tell the result collection that nobody consumes any more.
         op->signalProcessCompletion();
-        log("Response to " + peer + " for " + parsed.methodName() + " failed: " + e.what(), KivoTraceLog::KIVO_INFORMATION);
+        log("Response to " + peer + " for " + what + " failed: " + text::forLog(e.what()), KivoTraceLog::KIVO_WARNING);
         return false;
     }
-    log("Request from " + peer + ": " + parsed.methodName() + " " + parsed.nameSpace() + " -> status " +
-            std::to_string(op->getErrorCode()),
-        KivoTraceLog::KIVO_INFORMATION);
-    return keepAlive && channel.finished();
+    int const status = op->getErrorCode();
+    log("Request from " + peer + ": " + what + " -> status " + std::to_string(status),
+        status == 1 ? KivoTraceLog::KIVO_ERROR : KivoTraceLog::KIVO_INFORMATION);
+    return keepAlive && channel.finished() && !channel.closesConnection();
 }
 
 }  // namespace cimxmlpa

@@ -33,7 +33,14 @@
 //    A request whose body came in chunks is answered with "Connection:
 //    close": the intake's chunked reader ends a body at a size line it cannot
 //    parse without reporting it, so the rest of the connection cannot be
-//    trusted to start at the next request;
+//    trusted to start at the next request. So is a request that carries both
+//    Transfer-Encoding and a positive Content-Length (read by its length, but
+//    the framings disagree: the shape of request smuggling);
+//    content the request parser refuses (CIMXMLRequest.h: text that is not
+//    UTF-8, references nested deeper than
+//    Options::operations.request.maxNesting, default 8, or whose text would
+//    outgrow the request) is answered CIM_ERR_INVALID_PARAMETER before any
+//    operation exists;
 // 3. builds the operation object (CIMXMLOperations.h) with the namespace,
 //    class name, authorization, client information and parameters, and runs
 //    it with process(), whose writeResponse answers in DSP0201.
@@ -44,6 +51,18 @@
 // registered. A response that fails half way (the client went away) still
 // tells the operation's result collection that its consumer is done, so that
 // providers stop waiting.
+//
+// Log records (AdapterUtils::log, who "cimxmlpa::CIMXMLAdapter::processRequest";
+// every text the client chose is quoted through text::forLog, escaped and cut
+// at 256 bytes):
+//   KIVO_ERROR        an operation that ended in CIM_ERR_FAILED (a fault of
+//                     the server or of a provider)
+//   KIVO_WARNING      a response that could not be written (I/O failure)
+//   KIVO_INFORMATION  every other request: the status it got, including the
+//                     errors the request itself caused (400, 401, 405, 413,
+//                     501, CIM_ERR_NOT_FOUND, CIM_ERR_INVALID_PARAMETER, ...)
+// (The library's process() adds its own record of every exception a handler
+// throws.)
 //
 // One adapter serves all adapter threads; processRequest keeps its state on
 // the calling thread's stack, and the object manager's context is

@@ -6,6 +6,7 @@
 #include "KivoUtilities/KVOCIMUtils.h"
 
 #include <cctype>
+#include <stdexcept>
 
 namespace cimxmlpa {
 
@@ -186,6 +187,18 @@ void CIMXMLDataWriter::writeScalarText(std::string& out, IKivoValue const& value
 }
 
 void CIMXMLDataWriter::writeValue(std::string& out, IKivoValue const& value) {
+    struct Level {
+        int& depth;
+        explicit Level(int& d) : depth(d) {
+            if (++depth > MAX_NESTING) {
+                --depth;
+                throw std::length_error("values nested more than 64 deep");
+            }
+        }
+        ~Level() { --depth; }
+        Level(Level const&) = delete;
+        Level& operator=(Level const&) = delete;
+    } const level(_depth);
     bool const isRef = value.getCIMType() == KVOCIMType::Reference;
     if (value.isArray()) {
         out += isRef ? "<VALUE.REFARRAY>" : "<VALUE.ARRAY>";

@@ -12,6 +12,13 @@
 // carries itself. All text goes through text::appendEscaped.
 //
 // Every function appends to `out`. Used on the adapter's thread only.
+//
+// Values nest (a reference's keys hold references, an embedded instance's
+// properties hold embedded instances); writeValue recurses once per level and
+// throws std::length_error past MAX_NESTING levels, so that no data can make
+// the writer exhaust its stack. Requests cannot store data that deep (their
+// references nest at most RequestLimits::maxNesting levels), so only a fault
+// of the object manager meets it; the adapter then drops the connection.
 #pragma once
 
 #include "Cimom/ProtocolAdapter/Common/ClassOriginDictionary.h"
@@ -66,6 +73,8 @@ public:
     void writeQualifier(std::string& out, IKivoQualifier const& qualifier);
     void writeQualifierDeclaration(std::string& out, qora::IQualifierDef const& declaration);
 
+    static constexpr int MAX_NESTING = 64;
+
     // ERROR with its CODE and DESCRIPTION.
     static void writeError(std::string& out, int code, std::string const& description);
     // The DSP0200 name of a CIM status code ("CIM_ERR_NOT_FOUND"), or
@@ -96,6 +105,7 @@ private:
     KVOString const _nameSpace;
     IKivoOperationHandlerContext* const _context;
     bool _includeClassOrigin;
+    int _depth = 0;  // writeValue calls under way
     std::map<std::string, std::unique_ptr<ClassOriginDictionary>> _origins;  // by lower-case class name
 };
 

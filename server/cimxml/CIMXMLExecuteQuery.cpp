@@ -114,10 +114,13 @@ void RowQueryOperation::callHandler(KVOSmrPtr<KivoOperationBase> const& opBase) 
         try {
             if (rows) rows([&](qora::QueryRow const& row) { return reserveSlot() && writer->add(row, false); });
         } catch (KivoBaseException const& e) {
-            AdapterUtils::log(kWho, "the query's rows failed: " + e.getMessage(), KivoTraceLog::KIVO_ERROR);
+            // A status other than CIM_ERR_FAILED is the query's own fault (an invalid query, ...).
+            AdapterUtils::log(kWho, "the query's rows failed: " + text::forLog(e.getMessage().str()),
+                              e.getCode() == 0 || e.getCode() == 1 ? KivoTraceLog::KIVO_ERROR
+                                                                   : KivoTraceLog::KIVO_INFORMATION);
             writer->setErrorCode(e.getCode() != 0 ? e.getCode() : 1);
         } catch (std::exception const& e) {
-            AdapterUtils::log(kWho, KVOString("the query's rows failed: ") + e.what(), KivoTraceLog::KIVO_ERROR);
+            AdapterUtils::log(kWho, "the query's rows failed: " + text::forLog(e.what()), KivoTraceLog::KIVO_ERROR);
             writer->setErrorCode(1);
         }
         writer = nullptr;  // the last writer gone, the collection completes

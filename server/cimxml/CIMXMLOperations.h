@@ -47,6 +47,8 @@ namespace cimxmlpa {
 struct OperationSettings {
     // Capacity of the result collections of streamed operations (0: none).
     unsigned streamBound = 1000;
+    // Limits on the content of requests (nesting of references, their text).
+    RequestLimits request;
 };
 
 // The operation `request` calls, its namespace and parameters set. A problem

@@ -2,6 +2,8 @@
 
 #include "CIMXMLText.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace cimxmlpa {
@@ -57,9 +59,12 @@ std::string readLocalNamespacePath(pugi::xml_node localNamespacePath) {
     return text::normalizeNamespace(ns);
 }
 
-RequestRejection CIMXMLRequest::parse(std::string_view body) {
-    pugi::xml_parse_result parsed =
-        _doc.load_buffer(body.data(), body.size(), pugi::parse_default | pugi::parse_declaration, pugi::encoding_utf8);
+RequestRejection CIMXMLRequest::parse(std::string body, RequestLimits const& limits) {
+    _buffer = std::move(body);
+    std::size_t const badByte = text::invalidUtf8Offset(_buffer);
+    pugi::xml_parse_result parsed = _doc.load_buffer_inplace(_buffer.data(), _buffer.size(),
+                                                             pugi::parse_default | pugi::parse_declaration,
+                                                             pugi::encoding_utf8);
     if (!parsed) {
         return reject(400, cimerror::REQUEST_NOT_WELL_FORMED,
                       std::string(parsed.description()) + " at offset " + std::to_string(parsed.offset));
@@ -130,12 +135,117 @@ RequestRejection CIMXMLRequest::parse(std::string_view body) {
             return notValid("the target names no class");
         }
     }
+    if (!text::isValidUtf8(_messageId) || !text::isValidUtf8(_methodName)) {
+        return notValid("the message ID or the method name is not UTF-8");
+    }
     if (_nameSpace.empty()) return notValid("LOCALNAMESPACEPATH names no namespace");
     for (std::size_t i = 1; i < parts.size(); ++i) {
         if (!nameIs(parts[i], paramElement) || *parts[i].attribute("NAME").value() == '\0') {
             return notValid(std::string("expected a named ") + paramElement + ", found " + parts[i].name());
         }
         _params.push_back(parts[i]);
+    }
+    if (badByte != _buffer.size()) {
+        _contentError = "the request is not UTF-8 (byte " + std::to_string(badByte) + ")";
+    } else {
+        _contentError = checkContent(limits);
+    }
+    return {};
+}
+
+void CIMXMLRequest::release() {
+    _target = pugi::xml_node();
+    _params.clear();
+    _doc.reset();
+    std::string().swap(_buffer);
+}
+
+namespace {
+
+// The length of a text as the object manager renders it, and how many of its
+// bytes a further quoting level escapes (double quotes and backslashes).
+struct RenderedText {
+    std::uint64_t length = 0;
+    std::uint64_t escapes = 0;
+
+    void add(char const* s) {
+        for (; *s != '\0'; ++s) {
+            ++length;
+            if (*s == '"' || *s == '\\') ++escapes;
+        }
+    }
+    void add(RenderedText const& r) {
+        length += r.length;
+        escapes += r.escapes;
+    }
+    // The text in double quotes with its escapes.
+    RenderedText quoted() const { return {length + escapes + 2, 2 * escapes + 2}; }
+};
+
+// Separators and punctuation a rendered path adds per attribute at most.
+constexpr std::uint64_t kPunctuation = 4;
+
+}  // namespace
+
+std::string CIMXMLRequest::checkContent(RequestLimits const& limits) const {
+    std::uint64_t const budget = std::max<std::uint64_t>(limits.referenceTextBudget, 2 * std::uint64_t{_buffer.size()});
+    RenderedText nameSpace;
+    nameSpace.add(_nameSpace.c_str());
+    std::vector<RenderedText> open;  // one per VALUE.REFERENCE around the node
+    std::uint64_t spent = 0;
+    auto notUtf8 = [](char const* what) { return std::string("the request holds ") + what + " that is not UTF-8"; };
+
+    // Document order without recursion: down to the first child, else on to
+    // the next sibling, else back up (leaving elements) to one that has one.
+    pugi::xml_node node = _doc.first_child();
+    while (node) {
+        if (node.type() == pugi::node_element) {
+            if (!text::isValidUtf8(node.name())) return notUtf8("an element name");
+            for (pugi::xml_attribute a : node.attributes()) {
+                if (!text::isValidUtf8(a.name()) || !text::isValidUtf8(a.value())) return notUtf8("an attribute");
+                if (!open.empty()) {
+                    open.back().add(a.value());
+                    open.back().length += kPunctuation;
+                }
+            }
+            if (nameIs(node, "VALUE.REFERENCE")) {
+                if (open.size() >= limits.maxNesting) {
+                    return "references are nested more than " + std::to_string(limits.maxNesting) + " deep";
+                }
+                open.push_back(nameSpace);  // a path without its own namespace takes the request's
+            }
+        } else {
+            if (!text::isValidUtf8(node.value())) return notUtf8("text");
+            if (!open.empty()) {
+                RenderedText value;  // a key's value is rendered in quotes
+                value.add(node.value());
+                open.back().add(value.quoted());
+            }
+        }
+        if (pugi::xml_node child = node.first_child()) {
+            node = child;
+            continue;
+        }
+        while (node) {
+            if (node.type() == pugi::node_element && nameIs(node, "VALUE.REFERENCE")) {
+                RenderedText const inner = open.back().quoted();
+                open.pop_back();
+                if (!open.empty()) {
+                    open.back().add(inner);
+                } else {
+                    spent += inner.length;
+                }
+                if (inner.length > budget || spent > budget) {
+                    return "the references' text would exceed " + std::to_string(budget) + " bytes";
+                }
+            }
+            if (pugi::xml_node next = node.next_sibling()) {
+                node = next;
+                break;
+            }
+            node = node.parent();
+            if (node.type() == pugi::node_document) node = pugi::xml_node();
+        }
     }
     return {};
 }

@@ -32,21 +32,37 @@ ResponseChannel::ResponseChannel(KVOHTTPResponse& response, KVOGenericHTTPOStrea
 
 std::string ResponseChannel::describe(int status, KVOSmrPtr<KivoBaseException> const& context) {
     std::string text = CIMXMLDataWriter::statusName(status);
-    if (context && !context->getMessage().isEmpty()) text += ": " + context->getMessage().str();
+    std::string const message = context ? context->getMessage().str() : std::string();
+    if (message.compare(0, text.size(), text) == 0 && (message.size() == text.size() || message[text.size()] == ':')) {
+        text = message;  // the message names the status itself
+    } else if (!message.empty()) {
+        text += ": " + message;
+    }
+    if (text.size() > MAX_DESCRIPTION) {
+        std::size_t cut = MAX_DESCRIPTION;
+        while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;
+        text.resize(cut);
+        text += "...";
+    }
     return text;
 }
 
-void ResponseChannel::begin() {
+void ResponseChannel::begin(bool streamed) {
     _response.setStatus("200");
     _response.setReasonPhrase("OK");
     _response.setHeaderField("Content-Type", "application/xml; charset=\"utf-8\"");
     _response.setHeaderField("CIMOperation", "MethodResponse");
+    using StreamType = KVOGenericHTTPOStream::StreamType;
+    if (streamed && _ostr.getStreamType() == StreamType::Full) _ostr.setStreamType(StreamType::NotEncoded);
     auto const type = _ostr.getStreamType();
-    _buffered = type == KVOGenericHTTPOStream::StreamType::NotEncoded;
-    if (type == KVOGenericHTTPOStream::StreamType::Chunked) {
+    if (type == StreamType::Chunked) {
         _response.setHeaderField("Trailer", "CIMStatusCode, CIMStatusCodeDescription, CIMError");
     }
-    if (!_buffered) _response.writeResponseTo(_ostr);
+    if (type == StreamType::NotEncoded) {
+        _closes = true;
+        _response.setConnection("close", false);
+    }
+    _response.writeResponseTo(_ostr);
     std::string prologue = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\">"
                            "<MESSAGE ID=\"";
     text::appendEscaped(prologue, _messageId);
@@ -60,11 +76,7 @@ void ResponseChannel::begin() {
 }
 
 void ResponseChannel::put(std::string_view bytes) {
-    if (_buffered) {
-        _body.append(bytes);
-    } else {
-        _ostr.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    }
+    _ostr.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 void ResponseChannel::fail(int status, std::string const& description) {
@@ -77,10 +89,7 @@ void ResponseChannel::fail(int status, std::string const& description) {
 void ResponseChannel::end(int status, std::string const& description) {
     put(_intrinsic ? "</IMETHODRESPONSE>" : "</METHODRESPONSE>");
     put("</SIMPLERSP></MESSAGE></CIM>\n");
-    if (_buffered) {
-        _response.setContentLength(static_cast<long long>(_body.size()));
-        _response.writeResponseTo(_ostr);
-        _ostr.write(_body.data(), static_cast<std::streamsize>(_body.size()));
+    if (_closes) {
         _ostr.flush();
     } else {
         if (_ostr.getStreamType() == KVOGenericHTTPOStream::StreamType::Chunked) {
@@ -123,7 +132,7 @@ void ResponseChannel::writePullValues(std::string& out, bool endOfSequence, KVOS
 
 void ResponseChannel::writeErrorOnly(int status, std::string const& description) {
     begin();
-    fail(status, description);
+    fail(status, describe(status, KVOSmrPtr<KivoBaseException>(new KivoBaseException("", "", "", description, status))));
 }
 
 }  // namespace cimxmlpa

@@ -14,9 +14,14 @@
 //   CIMStatusCodeDescription, CIMError"; results are written as they are taken
 //   from the operation's collection (the stream sends a chunk whenever its
 //   buffer fills); after the last chunk the trailers repeat the status.
-// - Full: the stream holds the body and sends it with its length.
-// - NotEncoded (HTTP/1.0, or HTTP/1.1 without keep-alive): the body is built
-//   in memory and sent after a head carrying its Content-Length.
+// - Full: the stream holds the body and sends it with its length. Only for
+//   single-result responses: a streamed response (writeResults) on a Full
+//   stream is sent NotEncoded instead, as below, so that no response is held
+//   whole in memory.
+// - NotEncoded (HTTP/1.0, or HTTP/1.1 without keep-alive): the head goes out
+//   with "Connection: close" and no Content-Length, the body as it is
+//   written, and the end of the connection ends the body. The connection
+//   must close afterwards (closesConnection()).
 // Whatever the framing, an error is also an ERROR element in the body: some
 // clients discard trailers.
 //
@@ -70,7 +75,7 @@ public:
     // output PARAMVALUEs of the pulled enumerations) when there is no error.
     template <class T, class ItemWriter>
     void writeResults(KivoMultiResponseOperationBase<T>& op, ItemWriter const& item, ContentWriter const& after) {
-        begin();
+        begin(true);
         bool any = false;
         std::string piece;
         while (op.hasNext()) {
@@ -103,14 +108,22 @@ public:
     void writeErrorOnly(int status, std::string const& description);
 
     // The text an ERROR carries for a status: the DSP0200 name, and the
-    // error context's message when it has one.
+    // error context's message when it has one (without repeating the name
+    // when the message begins with it), at most MAX_DESCRIPTION bytes.
     static std::string describe(int status, KVOSmrPtr<KivoBaseException> const& context);
 
     // Whether the response has been completed (endMessage sent).
     bool finished() const { return _finished; }
+    // Whether the response is ended by closing the connection (NotEncoded).
+    bool closesConnection() const { return _closes; }
+
+    // Longest ERROR description; longer ones are cut (at a UTF-8 character
+    // boundary) and end in "...". Messages may quote what the request named.
+    static constexpr std::size_t MAX_DESCRIPTION = 4096;
 
 private:
-    void begin();
+    // `streamed`: the results are written as they come (writeResults).
+    void begin(bool streamed = false);
     void put(std::string_view bytes);
     void fail(int status, std::string const& description);
     void end(int status, std::string const& description);
@@ -121,8 +134,7 @@ private:
     std::string const _methodName;
     bool const _intrinsic;
     CIMXMLDataWriter& _writer;
-    bool _buffered = false;  // NotEncoded: the body waits in _body
-    std::string _body;
+    bool _closes = false;
     bool _finished = false;
 };
 

@@ -2,7 +2,10 @@
 
 #include "KivoUtilities/KVOCIMUtils.h"
 
+#include <algorithm>
 #include <cctype>
+#include <cstdint>
+#include <cstring>
 
 namespace cimxmlpa::text {
 
@@ -84,36 +87,93 @@ std::string percentDecode(std::string_view s) {
     return out;
 }
 
-bool isValidUtf8(std::string_view s) {
+namespace {
+
+// The length of the well-formed UTF-8 sequence at s[i], or 0.
+std::size_t utf8SequenceAt(std::string_view s, std::size_t i) {
+    auto c = static_cast<unsigned char>(s[i]);
+    if (c < 0x80) return 1;
+    std::size_t extra;
+    unsigned min;
+    unsigned cp;
+    if ((c & 0xE0) == 0xC0) {
+        extra = 1; min = 0x80; cp = c & 0x1F;
+    } else if ((c & 0xF0) == 0xE0) {
+        extra = 2; min = 0x800; cp = c & 0x0F;
+    } else if ((c & 0xF8) == 0xF0) {
+        extra = 3; min = 0x10000; cp = c & 0x07;
+    } else {
+        return 0;
+    }
+    if (i + extra >= s.size()) return 0;
+    for (std::size_t k = 1; k <= extra; ++k) {
+        auto cc = static_cast<unsigned char>(s[i + k]);
+        if ((cc & 0xC0) != 0x80) return 0;
+        cp = (cp << 6) | (cc & 0x3F);
+    }
+    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
+    return extra + 1;
+}
+
+}  // namespace
+
+std::size_t invalidUtf8Offset(std::string_view s) {
     std::size_t i = 0;
     while (i < s.size()) {
+        // Runs of ASCII, the common case, eight bytes at a time.
+        while (i + 8 <= s.size()) {
+            std::uint64_t word;
+            std::memcpy(&word, s.data() + i, sizeof word);
+            if ((word & 0x8080808080808080ull) != 0) break;
+            i += 8;
+        }
+        if (i >= s.size()) break;
+        std::size_t const n = utf8SequenceAt(s, i);
+        if (n == 0) return i;
+        i += n;
+    }
+    return s.size();
+}
+
+bool isValidUtf8(std::string_view s) {
+    return invalidUtf8Offset(s) == s.size();
+}
+
+std::string forLog(std::string_view s, std::size_t cap) {
+    static char const hex[] = "0123456789abcdef";
+    std::string out = "\"";
+    std::size_t i = 0;
+    std::size_t const end = std::min(s.size(), cap);
+    while (i < end) {
         auto c = static_cast<unsigned char>(s[i]);
-        if (c < 0x80) {
-            ++i;
+        std::size_t const n = c >= 0x80 ? utf8SequenceAt(s, i) : 1;
+        // C1 controls (U+0080..U+009F) are escaped too: some terminals act on them.
+        bool const c1 = n == 2 && c == 0xC2 && static_cast<unsigned char>(s[i + 1]) < 0xA0;
+        if (n > 1 && !c1 && i + n <= end) {
+            out.append(s.substr(i, n));
+            i += n;
             continue;
         }
-        int extra;
-        unsigned min;
-        unsigned cp;
-        if ((c & 0xE0) == 0xC0) {
-            extra = 1; min = 0x80; cp = c & 0x1F;
-        } else if ((c & 0xF0) == 0xE0) {
-            extra = 2; min = 0x800; cp = c & 0x0F;
-        } else if ((c & 0xF8) == 0xF0) {
-            extra = 3; min = 0x10000; cp = c & 0x07;
-        } else {
-            return false;
+        switch (c) {
+            case '\n': out += "\\n"; break;
+            case '\r': out += "\\r"; break;
+            case '\t': out += "\\t"; break;
+            case '"': out += "\\\""; break;
+            case '\\': out += "\\\\"; break;
+            default:
+                if (c < 0x20 || c >= 0x7f) {
+                    out += "\\x";
+                    out += hex[c >> 4];
+                    out += hex[c & 0xF];
+                } else {
+                    out += static_cast<char>(c);
+                }
         }
-        if (i + static_cast<std::size_t>(extra) >= s.size()) return false;
-        for (int k = 1; k <= extra; ++k) {
-            auto cc = static_cast<unsigned char>(s[i + static_cast<std::size_t>(k)]);
-            if ((cc & 0xC0) != 0x80) return false;
-            cp = (cp << 6) | (cc & 0x3F);
-        }
-        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
-        i += static_cast<std::size_t>(extra) + 1;
+        ++i;
     }
-    return true;
+    out += '"';
+    if (s.size() > cap) out += "...(" + std::to_string(s.size()) + " bytes)";
+    return out;
 }
 
 std::string headerToUtf8(std::string_view s) {

@@ -30,8 +30,21 @@ bool equalsIgnoreCase(std::string_view a, std::string_view b);
 // two hex digits is kept as it is.
 std::string percentDecode(std::string_view s);
 
-// True when `s` is well-formed UTF-8 (no overlong forms, no surrogates).
+// True when `s` is well-formed UTF-8 (no overlong forms, no surrogates, no
+// code point above U+10FFFF).
 bool isValidUtf8(std::string_view s);
+// The offset of the first byte of `s` that is not part of a well-formed UTF-8
+// sequence; s.size() when there is none.
+std::size_t invalidUtf8Offset(std::string_view s);
+
+// Client-supplied text as a log record quotes it: in double quotes, with
+// backslash, double quote, control characters, DEL and bytes that are not
+// well-formed UTF-8 escaped (\n, \r, \t, \", \\, \xHH), and cut after `cap`
+// bytes of the text with "...(N bytes)" naming the whole length. Every record
+// the adapter logs quotes client text through this one function, so that a
+// client cannot forge records or flood the log.
+inline constexpr std::size_t LOG_TEXT_CAP = 256;
+std::string forLog(std::string_view s, std::size_t cap = LOG_TEXT_CAP);
 
 // HTTP header values are ISO-8859-1 unless they happen to be UTF-8: a value
 // that is valid UTF-8 is returned unchanged, any other is converted from

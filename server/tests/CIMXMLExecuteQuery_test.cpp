@@ -123,7 +123,7 @@ protected:
         KVOHTTPResponse response;
         CIMXMLDataWriter writer("h", request.nameSpace(), &ctx, false);
         ResponseChannel channel(response, ostr, request.messageId(), request.methodName(), true, writer);
-        KVOSmrPtr<KivoOperationBase> op = buildExecuteQuery(request, channel, &ctx, OperationSettings{bound});
+        KVOSmrPtr<KivoOperationBase> op = buildExecuteQuery(request, channel, &ctx, OperationSettings{bound, {}});
         op->process(ostr, op);
         status = op->getErrorCode();
         std::string const& raw = socket.output();

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 namespace {
 
 using cimxmlpa::CIMXMLRequest;
@@ -86,6 +88,89 @@ TEST(CIMXMLRequestTest, ExtractsTheCallOfAnIntrinsicRequest) {
     ASSERT_EQ(request.params().size(), 2u);
     EXPECT_STREQ(request.params()[1].attribute("NAME").value(), "LocalOnly");
 }
+
+// An InstanceName parameter whose key is a reference `depth` levels deep.
+std::string nestedReferences(unsigned depth, std::string const& leafValue = "x") {
+    std::string name = "<INSTANCENAME CLASSNAME=\"L\"><KEYBINDING NAME=\"K\"><KEYVALUE>" + leafValue +
+                       "</KEYVALUE></KEYBINDING></INSTANCENAME>";
+    for (unsigned i = 0; i < depth; ++i) {
+        name = "<INSTANCENAME CLASSNAME=\"L\"><KEYBINDING NAME=\"R\"><VALUE.REFERENCE>" + name +
+               "</VALUE.REFERENCE></KEYBINDING></INSTANCENAME>";
+    }
+    return "<IPARAMVALUE NAME=\"InstanceName\">" + name + "</IPARAMVALUE>";
+}
+
+TEST(CIMXMLRequestTest, RefusesHostileContentWithoutEchoingIt) {
+    struct Case {
+        char const* name;
+        std::string params;
+        cimxmlpa::RequestLimits limits;
+        char const* error;  // the start of contentError(), "" for none
+    };
+    cimxmlpa::RequestLimits const defaults;
+    cimxmlpa::RequestLimits const shallow{2, defaults.referenceTextBudget};
+    cimxmlpa::RequestLimits const small{8, 4096};
+    std::string quotes;
+    for (int i = 0; i < 64; ++i) quotes += "&quot;";
+    std::vector<Case> const cases = {
+        {"references at the limit", nestedReferences(8), defaults, ""},
+        {"one level deeper", nestedReferences(9), defaults, "references are nested more than 8 deep"},
+        {"at a lower limit", nestedReferences(2), shallow, ""},
+        {"beyond a lower limit", nestedReferences(3), shallow, "references are nested more than 2 deep"},
+        {"references side by side are not nested",
+         "<IPARAMVALUE NAME=\"A\"><VALUE.REFARRAY>"
+             "<VALUE.REFERENCE><INSTANCENAME CLASSNAME=\"L\"/></VALUE.REFERENCE>"
+             "<VALUE.REFERENCE><INSTANCENAME CLASSNAME=\"L\"/></VALUE.REFERENCE></VALUE.REFARRAY></IPARAMVALUE>",
+         shallow, ""},
+        // 64 quotes take 2 + 2 * 64 escapes at the first level, and double at
+        // every level above: 2^8 * 128 bytes do not fit 4096 (nor twice the body).
+        {"escapes that double with every level", nestedReferences(8, quotes), small, "the references' text"},
+        {"the same escapes two levels deep", nestedReferences(2, quotes), small, ""},
+        {"a key that is not UTF-8", nestedReferences(1, "\xC0\xAF"), defaults, "the request is not UTF-8"},
+        {"a surrogate from a character reference", nestedReferences(0, "&#xD800;"), defaults,
+         "the request holds text that is not UTF-8"},
+        {"an attribute from a character reference",
+         "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"a&#xDFFF;\"/></IPARAMVALUE>", defaults,
+         "the request holds an attribute that is not UTF-8"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        CIMXMLRequest request;
+        RequestRejection r = request.parse(getClass(c.params), c.limits);
+        ASSERT_FALSE(r) << r.detail;
+        EXPECT_EQ(request.contentError().rfind(c.error, 0), 0u) << request.contentError();
+        if (*c.error == '\0') {
+            EXPECT_EQ(request.contentError(), "");
+        }
+    }
+    // Where every response echoes it, bad UTF-8 is refused with the envelope.
+    CIMXMLRequest request;
+    RequestRejection r = request.parse(envelope("<IMETHODCALL NAME=\"Get\xE9\">" + kNs + "</IMETHODCALL>"));
+    EXPECT_EQ(r.httpStatus, 400);
+    EXPECT_EQ(r.cimError, "request-not-valid");
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// The heap's bytes in use (the sanitizers replace the allocator and its counts).
+std::size_t heapInUse() {
+    return mallinfo2().uordblks + mallinfo2().hblkhd;
+}
+
+TEST(CIMXMLRequestTest, ParsesALargeValueInPlaceWithoutCopyingTheBody) {
+    std::string body = getClass("<IPARAMVALUE NAME=\"NewInstance\"><INSTANCE CLASSNAME=\"C\"><PROPERTY NAME=\"P\" "
+                                "TYPE=\"string\"><VALUE>" + std::string(16u << 20, 'v') +
+                                "</VALUE></PROPERTY></INSTANCE></IPARAMVALUE>");
+    std::size_t const size = body.size();
+    std::size_t const before = heapInUse();
+    CIMXMLRequest request;
+    ASSERT_FALSE(request.parse(std::move(body)));
+    std::size_t const parsed = heapInUse();
+    // The document points into the body it took: a few pages of nodes.
+    EXPECT_LT(parsed - std::min(parsed, before), size / 64) << "bytes added by the parse";
+    request.release();
+    EXPECT_LT(heapInUse(), before - size / 2) << "release() frees the body";
+}
+#endif
 
 TEST(CIMXMLRequestTest, ExtractsTheTargetOfAnExtrinsicRequest) {
     CIMXMLRequest request;

@@ -41,8 +41,31 @@ TEST(CIMXMLTextTest, TakesHeaderBytesAsUTF8OrElseISO88591) {
     EXPECT_FALSE(isValidUtf8("\xED\xA0\x80"));      // surrogate
     EXPECT_FALSE(isValidUtf8("\xE2\x82"));          // cut short
     EXPECT_TRUE(isValidUtf8("\xF0\x9F\x98\x80"));
+    EXPECT_TRUE(isValidUtf8("\xF4\x8F\xBF\xBF"));       // U+10FFFF
+    EXPECT_FALSE(isValidUtf8("\xF4\x90\x80\x80"));      // above it
+    EXPECT_FALSE(isValidUtf8("\xE0\x80\xAF"));          // overlong, three bytes
+    EXPECT_EQ(cimxmlpa::text::invalidUtf8Offset("abcdefghij\xC3\xA9klmnop\xFF"), 18u) << "past the ASCII runs";
     EXPECT_EQ(headerToUtf8("caf\xE9"), "caf\xC3\xA9");
     EXPECT_EQ(headerToUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
+}
+
+TEST(CIMXMLTextTest, QuotesClientTextForTheLogEscapedAndCut) {
+    using cimxmlpa::text::forLog;
+    struct Case {
+        std::string in;
+        std::string out;
+    };
+    std::vector<Case> const cases = {
+        {"root/cimv2", "\"root/cimv2\""},
+        {"a\nINFO forged record", "\"a\\nINFO forged record\""},
+        {"\x1b[31mred\r\t", "\"\\x1b[31mred\\r\\t\""},
+        {"q\"b\\", "\"q\\\"b\\\\\""},
+        {"caf\xC3\xA9 \xC2\x9B \xFF\x7F", "\"caf\xC3\xA9 \\xc2\\x9b \\xff\\x7f\""},  // C1 control, not UTF-8, DEL
+        {std::string(300, 'n'), "\"" + std::string(256, 'n') + "\"...(300 bytes)"},
+    };
+    for (Case const& c : cases) EXPECT_EQ(forLog(c.in), c.out);
+    // A character cut by the cap is escaped, not split.
+    EXPECT_EQ(forLog("ab\xC3\xA9", 3), "\"ab\\xc3\"...(4 bytes)");
 }
 
 TEST(CIMXMLTextTest, NormalizesNamespaces) {
