@@ -67,12 +67,16 @@
 //     runs dry, hasNext/next move everything queued so far into it under one
 //     lock, and then serve from it without locking. The order of entries is
 //     that of acceptance throughout.
-//   - The event `_event` is set by an addition only when the consumer has said
-//     (under `cs`, in hasNext) that it is about to wait, and always when the
-//     writer count reaches 0. A producer therefore pays nothing for waking a
-//     consumer that is busy. setErrorCode does not set it: a waiting consumer
-//     notices a failure at the next addition or close, or when its wait runs
-//     out after the transaction timeout.
+//   - The event `_event` is set after every accepted addition (whether or not
+//     the consumer waits in hasNext: a consumer may call waitForEvent itself)
+//     and when the writer count reaches 0. Setting it costs a producer one
+//     atomic load while the event is still signalled from an earlier addition,
+//     which is the case while the consumer is busy, and never a system call
+//     unless the consumer sleeps on it. A signal left over from an addition
+//     the consumer has already taken only makes its next wait return at once,
+//     after which hasNext looks again. setErrorCode does not set it: a waiting
+//     consumer notices a failure at the next addition or close, or when its
+//     wait runs out after the transaction timeout.
 //   - next() takes the counts of `_items` that are free all at once and keeps
 //     them as a private credit, spending one per result, so it touches the
 //     semaphore once per batch rather than once per result. The semaphore's
@@ -260,8 +264,8 @@ private:
 
     // The one way into the queue. Under `cs`: drops the entry when the
     // consumer is done, refuses it when complete or failed (raising with
-    // throwOnAbort), else queues it, keeps its slot and wakes a waiting
-    // consumer.
+    // throwOnAbort), else queues it, keeps its slot and sets the consumer's
+    // event.
     template <class V>
     Admission admit(V& value, bool throwOnAbort, SlotLease& slot);
     // Caller holds `cs`, consumer's thread: brings a result to the front of
@@ -311,7 +315,6 @@ private:
     KVOsint32 registeredWriterCount;  // guarded by cs; writers + the completion guard
     bool allowCompleteCalled;         // guarded by cs
     KVOuint32 responseCount;          // guarded by cs; entries accepted (stops at its maximum)
-    bool _consumerWaiting;            // guarded by cs; the consumer is about to wait on _event
     bool _slotsOpened;                // guarded by cs
     KVOSemaphore _items;              // bounded only: entries available to next (see _itemCredit)
 
@@ -333,7 +336,6 @@ MultiResponseCollection<T>::MultiResponseCollection(unsigned int bounds, int idl
       registeredWriterCount(1),
       allowCompleteCalled(false),
       responseCount(0),
-      _consumerWaiting(false),
       _slotsOpened(false),
       _items(0),
       _slots(static_cast<long>(bounds)),
@@ -363,7 +365,6 @@ template <class T>
 template <class V>
 typename MultiResponseCollection<T>::Admission MultiResponseCollection<T>::admit(V& value, bool throwOnAbort,
                                                                                    SlotLease& slot) {
-    bool wake;
     {
         KVOCriticalSectionGuard guard(cs);
         if (_consumerDone.load(std::memory_order_relaxed)) return Admission::dropped;
@@ -382,10 +383,8 @@ typename MultiResponseCollection<T>::Admission MultiResponseCollection<T>::admit
         if (responseCount != std::numeric_limits<KVOuint32>::max()) ++responseCount;
         slot.keep();
         if (_bounds != 0) _items.release();
-        wake = _consumerWaiting;
-        if (wake) _consumerWaiting = false;
     }
-    if (wake) _event.set();
+    _event.set();
     return Admission::queued;
 }
 
@@ -450,7 +449,6 @@ bool MultiResponseCollection<T>::hasNext() {
             KVOCriticalSectionGuard guard(cs);
             if (frontIsResult()) return true;
             if (_isComplete()) return false;
-            _consumerWaiting = true;
         }
         waitForEvent();
     }
