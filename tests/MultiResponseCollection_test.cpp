@@ -263,6 +263,17 @@ TEST(MultiResponseCollection, NextOnEmptyRaisesAndChangesNothing) {
     expectKivoError([&] { d->next(); }, "MultiResponseCollection::next", "no more items.", 0);
     d->unregisterWriter();
     EXPECT_FALSE(d->hasNext());
+
+    // Bounded, next waits for a result while one can still come, and raises
+    // once none can.
+    auto b = streaming(2);
+    Async<std::string> taker([b] { return b->next().str(); });
+    EXPECT_FALSE(taker.waitFor(50ms));
+    b->add("late", true);
+    ASSERT_TRUE(taker.waitFor(kBound));
+    EXPECT_EQ(taker.get(), "late");
+    b->unregisterWriter();
+    expectKivoError([&] { b->next(); }, "MultiResponseCollection::next", "no more items.", 0);
 }
 
 TEST(MultiResponseCollection, NullMarkerIsRejected) {
