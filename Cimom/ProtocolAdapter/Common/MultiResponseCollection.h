@@ -249,7 +249,9 @@ public:
     // True when the writer count reached 0 or getErrorCode() is not 0.
     bool isComplete() const;
     // Waits for the consumer's event at most the transaction timeout; 1 when
-    // the wait ran out, 0 when the event was set.
+    // the wait ran out, 0 when the event was set. Returns 0 at once when an
+    // entry was accepted (or the last writer closed) since the consumer last
+    // looked, here or in hasNext.
     int waitForEvent();
     // The consumer has finished (normally or not): from now on additions are
     // dropped. Removes every queued entry, processing markers in order and
