@@ -96,6 +96,38 @@ TEST_F(TransactionTimeout, LimitsOneWaitOfTheConsumerWithoutEndingItsWaitForResu
     EXPECT_TRUE(consumer.get());
 }
 
+// Every accepted addition sets the consumer's event, whether or not the
+// consumer was waiting in hasNext: a consumer that waits on its own returns at
+// once (0) instead of running out the transaction timeout (1).
+TEST_F(TransactionTimeout, EveryAcceptedAdditionWakesAConsumerWaitingForTheEvent) {
+    set("2");
+    struct Case {
+        char const* name;
+        unsigned bounds;
+        bool marker;
+        bool beforeTheWait;  // added before the consumer waits, or while it waits
+    };
+    for (Case k : {Case{"result before", 0, false, true}, Case{"result during", 0, false, false},
+                   Case{"bounded result before", 3, false, true}, Case{"bounded result during", 3, false, false},
+                   Case{"marker before", 0, true, true}, Case{"marker during", 3, true, false}}) {
+        SCOPED_TRACE(k.name);
+        auto c = streaming(k.bounds);
+        auto marker = RecordingMarker<KVOString>::make();
+        auto addOne = [c, k, marker] { return k.marker ? c->add(marker.ptr, true) : c->add("x", true); };
+        if (k.beforeTheWait) {
+            Async<bool> producer(addOne);
+            ASSERT_TRUE(producer.waitFor(kBound));
+            EXPECT_EQ(c->waitForEvent(), 0);
+        } else {
+            Async<int> consumer([c] { return c->waitForEvent(); });
+            EXPECT_FALSE(consumer.waitFor(50ms));
+            EXPECT_TRUE(addOne());
+            ASSERT_TRUE(consumer.waitFor(kBound));
+            EXPECT_EQ(consumer.get(), 0);
+        }
+    }
+}
+
 // ---- States, completion and errors ----
 
 TEST(MultiResponseCollection, CompletesOnlyWhenAllowedAndEveryWriterClosed) {
@@ -231,6 +263,17 @@ TEST(MultiResponseCollection, NextOnEmptyRaisesAndChangesNothing) {
     expectKivoError([&] { d->next(); }, "MultiResponseCollection::next", "no more items.", 0);
     d->unregisterWriter();
     EXPECT_FALSE(d->hasNext());
+
+    // Bounded, next waits for a result while one can still come, and raises
+    // once none can.
+    auto b = streaming(2);
+    Async<std::string> taker([b] { return b->next().str(); });
+    EXPECT_FALSE(taker.waitFor(50ms));
+    b->add("late", true);
+    ASSERT_TRUE(taker.waitFor(kBound));
+    EXPECT_EQ(taker.get(), "late");
+    b->unregisterWriter();
+    expectKivoError([&] { b->next(); }, "MultiResponseCollection::next", "no more items.", 0);
 }
 
 TEST(MultiResponseCollection, NullMarkerIsRejected) {

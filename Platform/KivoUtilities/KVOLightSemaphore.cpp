@@ -8,12 +8,6 @@ namespace kvo_detail {
 
 namespace {
 
-inline void cpuRelax() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#endif
-}
-
 // About as long as a sleep and wake-up of the other side (a few microseconds
 // where pause is slow). Longer spins cost more than they save: a producer at a
 // full bounded queue then grabs each slot the moment the consumer frees it, and

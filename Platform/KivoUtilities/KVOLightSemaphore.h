@@ -13,6 +13,13 @@
 
 namespace kvo_detail {
 
+// Tells the processor that the caller spins (a pause on x86).
+inline void cpuRelax() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#endif
+}
+
 class LightSemaphore {
 public:
     explicit LightSemaphore(long initial);
@@ -50,11 +57,12 @@ public:
         long toWake = old < 0 ? (-old < n ? -old : n) : 0;
         if (toWake > 0) post(toWake);
     }
-    // Adds one count unless the count is already 1 (binary: an event's set).
-    void releaseCapped() noexcept {
+    // Adds one count unless `cap` counts are already free (cap 1: an event's
+    // set, binary).
+    void releaseCapped(long cap = 1) noexcept {
         long old = _count.load(std::memory_order_relaxed);
         do {
-            if (old >= 1) return;  // already signalled
+            if (old >= cap) return;  // already signalled
         } while (!_count.compare_exchange_weak(old, old + 1, std::memory_order_release, std::memory_order_relaxed));
         if (old < 0) post(1);
     }

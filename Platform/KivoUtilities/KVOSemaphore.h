@@ -24,6 +24,9 @@ public:
     // Takes every free count at once, without waiting; answers how many.
     long tryWaitAll() noexcept { return _sem.tryWaitAll(); }
     void release(long count = 1) noexcept { _sem.release(count); }
+    // Adds one count unless `cap` counts are already free: for waking one of
+    // at most `cap` registered waiters without piling up counts.
+    void releaseCapped(long cap) noexcept { _sem.releaseCapped(cap); }
     // Free counts (negative: minus the number of sleeping waiters); a snapshot.
     long available() const noexcept { return _sem.available(); }
 

@@ -24,36 +24,53 @@
 //                         accepted and dropped, markers are processed at once.
 //
 // Locking: one recursive critical section, `cs`, guards the shared state. It is
-// held only for queue and counter updates and never across a wait: the slot
-// wait of add and the item wait of next come before it is taken, the
-// consumer's event wait after it is released. Markers run with `cs` held when
-// the consumer side runs them, so a marker may call this collection again on
-// the same thread but must not wait for another thread that uses it.
+// held only for queue and counter updates and never across a wait: a producer
+// that finds no free slot, and the consumer that finds nothing to take, release
+// it before they wait and take it again to look anew. Markers run with `cs`
+// held when the consumer side runs them, so a marker may call this collection
+// again on the same thread but must not wait for another thread that uses it.
 //
-// Bounded collections (bounds > 0): `_slots` counts free places, `_items`
-// counts entries available to next. A result takes a slot before it is
-// offered and gives it back when next removes it; a marker takes no slot but
-// gives one back when hasNext removes it, and adds to `_items` without hasNext
-// taking that count back, so every marker that passes raises the effective
-// capacity by one. Producers must then run on threads other than the
-// consumer's. Unbounded collections never touch the two semaphores.
-//
-// How blocked producers are released (the collection's own answer where the
-// bookkeeping above would otherwise strand them):
-//   - An addition that is not queued (refused, or dropped because the
-//     consumer is done) gives back the slot it took.
+// Bounded collections (bounds > 0): a result takes a slot when it is queued
+// and gives it back when next removes it; a marker takes no slot but gives one
+// back when hasNext removes it, so every marker that passes raises the
+// effective capacity by one. Producers must then run on threads other than the
+// consumer's. The slots are two counters rather than a semaphore, so a
+// producer that finds room and a consumer that nobody waits for share no
+// written cache line per result:
+//   - `_slotsTaken` (under `cs`) counts the results ever queued, and
+//     `_slotsReturned` (an atomic written by the consumer alone) the slots
+//     given back. The free slots are `_bounds` minus their difference.
+//     Producers keep the last `_slotsReturned` they read in `_returnedSeen`
+//     and read it again only when that view shows the collection full, so
+//     while the consumer keeps up they read it once per `_bounds` results.
+//   - A producer that still finds no room registers in `_slotWaiters`, leaves
+//     `cs`, reads `_slotsReturned` once more and, if nothing came back since
+//     its look under `cs`, sleeps on the semaphore `_slots` (spinning briefly
+//     first); then it looks again under `cs`. The consumer, after publishing
+//     a returned slot, releases `_slots` only when a producer is registered,
+//     and never beyond one count per registered producer. Both sides order
+//     their write before their read (sequentially consistent), so either the
+//     producer sees the returned slot or the consumer sees the producer: a
+//     producer blocked at the bound proceeds once next has taken one result.
+//   - The producer checks for refusal and for a finished consumer under `cs`
+//     before it looks for a slot, so a refused or dropped addition never
+//     waits and takes nothing.
 //   - When the collection can never queue another result (the consumer is
 //     done, the last writer has closed, or an error made it fail) the slots
-//     are opened: `_slots` is released by kOpenSlots at once. Every producer
-//     waiting for a slot, however many, wakes, and every later one passes
-//     without waiting; each then ends as its state says: true (dropped) when
-//     the consumer is done, false or the exception when refused. The count is
-//     far beyond what the remaining gives-back can reach, and nothing taken
-//     after opening is ever queued, so memory stays bounded.
-//   - A producer offering a result re-checks under `cs` whether the consumer
-//     is done, so nothing is queued after signalConsumerDone has drained the
-//     queue: every accepted result is either delivered by next or released by
-//     the collection, and every accepted marker is processed exactly once.
+//     are opened: `_slots` is released by kOpenSlots at once, so every
+//     producer waiting, however many, wakes, looks again and ends as the state
+//     says: true (dropped) when the consumer is done, false or the exception
+//     when refused.
+//   - next in a bounded collection waits, through the event, for a result
+//     while none is queued and more can come; once the collection is complete
+//     (or the consumer done) with no result queued it raises "no more items.",
+//     as an unbounded collection does at once.
+// Unbounded collections touch none of this.
+//
+// A producer offering an entry checks under `cs` whether the consumer is done,
+// so nothing is queued after signalConsumerDone has drained the queue: every
+// accepted result is either delivered by next or released by the collection,
+// and every accepted marker is processed exactly once.
 //
 // Storage: a result is kept in the queue itself, as a value, so an addition
 // allocates nothing of its own (the queue grows in blocks); markers are kept
@@ -67,19 +84,21 @@
 //     runs dry, hasNext/next move everything queued so far into it under one
 //     lock, and then serve from it without locking. The order of entries is
 //     that of acceptance throughout.
-//   - The event `_event` is set by an addition only when the consumer has said
-//     (under `cs`, in hasNext) that it is about to wait, and always when the
-//     writer count reaches 0. A producer therefore pays nothing for waking a
-//     consumer that is busy. setErrorCode does not set it: a waiting consumer
-//     notices a failure at the next addition or close, or when its wait runs
-//     out after the transaction timeout.
-//   - next() takes the counts of `_items` that are free all at once and keeps
-//     them as a private credit, spending one per result, so it touches the
-//     semaphore once per batch rather than once per result. The semaphore's
-//     count plus the credit is always the count described above, and next
-//     waits exactly when that sum is 0.
-//   - Fields that producers write on every addition, the slot count that both
-//     sides write, the consumer's private state and the fields fixed at
+//   - The consumer's event counts as set after every accepted addition and
+//     when the writer count reaches 0: `_eventCount` (under `cs`) counts
+//     those, and waitForEvent returns at once when it moved since the
+//     consumer last looked (`_eventSeen`), whether or not the consumer waited
+//     in hasNext. Only when it did not move does the consumer flag
+//     `_consumerWaiting` (under `cs`) and sleep on `_event`, which a producer
+//     then sets. So a producer pays nothing beyond its bookkeeping under `cs`
+//     for a busy consumer, and the kernel object is touched only when the
+//     consumer sleeps. A signal left from a wait that ran out only makes a
+//     later wait return at once, after which hasNext looks again.
+//     setErrorCode does not set the event: a waiting consumer notices a
+//     failure at the next addition or close, or when its wait runs out after
+//     the transaction timeout.
+//   - Fields that producers write on every addition, the event, the waiting
+//     producers' fields, the consumer's own state and the fields fixed at
 //     creation sit on separate cache lines.
 //   - next() steps over markers at the front the way hasNext does (running
 //     them) before it takes a result; called after hasNext answered true it
@@ -101,6 +120,7 @@
 #include "KivoUtilities/KivoBaseException.h"
 
 #include <atomic>
+#include <cstdint>
 #include <deque>
 #include <exception>
 #include <initializer_list>
@@ -160,6 +180,8 @@ public:
     // Count by which `_slots` is released when the slots are opened (see the
     // header comment): beyond reach of anything that follows.
     static constexpr long kOpenSlots = std::numeric_limits<long>::max() / 2;
+    // Looks at `_slotsReturned` before a producer registers to sleep.
+    static constexpr int kSlotSpins = 64;
     // The code _getErrorCode reports for a collection whose idle limit ran out.
     static constexpr int kIdleTimeoutCode = 4096;
 
@@ -182,7 +204,8 @@ public:
     // error has occurred with this collection; no further input can be
     // accepted.", the error code) it answers false, or with throwOnAbort raises
     // KivoBaseException (where "MultiResponseCollection::add"); a refusal
-    // changes nothing. Bounded: waits first, without limit, for a free slot.
+    // changes nothing. Bounded: an addition that would be queued waits,
+    // without limit, for a free slot.
     virtual bool add(T value, bool throwOnAbort);
     // Queues a marker (never waits for a slot). Answers and refuses as the
     // result form. When the consumer is done the marker's process() runs at
@@ -219,14 +242,16 @@ public:
     // Removes and returns the result at the front. Call it after hasNext
     // answered true. Raises "no more items." (where
     // "MultiResponseCollection::next") when no result is queued; bounded, it
-    // first waits, without limit, for an available entry.
+    // first waits for a result while more can come.
     T next();
     // The first non-zero code set, or 0 once any entry has been accepted.
     int getErrorCode() const;
     // True when the writer count reached 0 or getErrorCode() is not 0.
     bool isComplete() const;
     // Waits for the consumer's event at most the transaction timeout; 1 when
-    // the wait ran out, 0 when the event was set.
+    // the wait ran out, 0 when the event was set. Returns 0 at once when an
+    // entry was accepted (or the last writer closed) since the consumer last
+    // looked, here or in hasNext.
     int waitForEvent();
     // The consumer has finished (normally or not): from now on additions are
     // dropped. Removes every queued entry, processing markers in order and
@@ -239,31 +264,34 @@ public:
     KVOsint32 getTransactionTimeout() const { return trnTimeoutValue; }
 
 private:
-    // Returns the slot an addition took unless the addition was queued.
-    class SlotLease {
-    public:
-        explicit SlotLease(KVOSemaphore* slots) : _slots(slots) {}
-        SlotLease(SlotLease const&) = delete;
-        SlotLease& operator=(SlotLease const&) = delete;
-        ~SlotLease() {
-            if (_slots) _slots->release();
-        }
-        void keep() noexcept { _slots = nullptr; }
-
-    private:
-        KVOSemaphore* _slots;
-    };
-
-    enum class Admission { queued, dropped, refused };
+    enum class Admission { open, dropped, refused };
 
     MultiResponseCollection(unsigned int bounds, int idleTimeout);
 
-    // The one way into the queue. Under `cs`: drops the entry when the
-    // consumer is done, refuses it when complete or failed (raising with
-    // throwOnAbort), else queues it, keeps its slot and wakes a waiting
-    // consumer.
+    // Caller holds `cs`: dropped when the consumer is done, refused (raising
+    // with throwOnAbort) when complete or failed, else open.
+    Admission admission(bool throwOnAbort) const;
+    // Caller holds `cs`: queues the entry and counts it. Answers whether the
+    // consumer sleeps on `_event` and must be woken after `cs` is released.
     template <class V>
-    Admission admit(V& value, bool throwOnAbort, SlotLease& slot);
+    bool enqueue(V& value);
+    // Caller holds `cs`: the event counts as set; answers whether to set
+    // `_event` once `cs` is released.
+    bool signalEvent() noexcept;
+    // Caller holds `cs`, consumer's thread: whether the event was set since
+    // the consumer last looked; when not, flags the consumer as sleeping.
+    bool eventSetElseSleep() noexcept;
+    // Consumer's thread, `cs` not held: sleeps on `_event` at most the
+    // transaction timeout; 1 when the wait ran out.
+    int sleepOnEvent();
+    // Caller holds `cs`, bounded: takes a free slot if there is one.
+    bool takeSlot();
+    // A registered producer (see the header comment) waits until a slot may
+    // have come back since it read `seen`, and leaves the register.
+    void waitForSlot(std::int64_t seen);
+    // Consumer's thread, bounded: gives one slot back and wakes a producer
+    // waiting for it.
+    void returnSlot() noexcept;
     // Caller holds `cs`, consumer's thread: brings a result to the front of
     // `_taken`, refilling it from `responses` and removing and processing
     // markers on the way. False when no result is queued.
@@ -310,17 +338,24 @@ private:
     Queue responses;                  // guarded by cs; accepted entries not yet moved to _taken
     KVOsint32 registeredWriterCount;  // guarded by cs; writers + the completion guard
     bool allowCompleteCalled;         // guarded by cs
-    KVOuint32 responseCount;          // guarded by cs; entries accepted (stops at its maximum)
-    bool _consumerWaiting;            // guarded by cs; the consumer is about to wait on _event
     bool _slotsOpened;                // guarded by cs
-    KVOSemaphore _items;              // bounded only: entries available to next (see _itemCredit)
+    bool _consumerWaiting;            // guarded by cs; the consumer sleeps, or is about to, on _event
+    std::uint64_t _eventCount;        // guarded by cs; additions and completions so far
+    std::uint64_t _eventSeen;         // guarded by cs; _eventCount when the consumer last looked
+    KVOuint32 responseCount;          // guarded by cs; entries accepted (stops at its maximum)
+    std::int64_t _slotsTaken;         // guarded by cs; bounded only: results ever queued
+    std::int64_t _returnedSeen;       // guarded by cs; bounded only: _slotsReturned as last read
 
     alignas(64) CI_AutoEvent _event;  // wakes the consumer
-    alignas(64) KVOSemaphore _slots;  // bounded only: free places for results; both sides, every result
 
-    // The consumer's thread only.
-    alignas(64) Queue _taken;         // the front of the queue
-    long _itemCredit;                 // counts of _items taken, not yet spent
+    // Written by producers that wait for a slot (the consumer reads
+    // _slotWaiters after every result it takes, and releases _slots for them).
+    alignas(64) std::atomic<long> _slotWaiters;  // bounded only: producers about to sleep or asleep on _slots
+    KVOSemaphore _slots;                         // bounded only: where those producers sleep
+
+    // The consumer's thread only (producers read _slotsReturned).
+    alignas(64) std::atomic<std::int64_t> _slotsReturned;  // bounded only: slots given back
+    Queue _taken;                                          // the front of the queue
 };
 
 template <class T>
@@ -332,61 +367,134 @@ MultiResponseCollection<T>::MultiResponseCollection(unsigned int bounds, int idl
       errorCode(0),
       registeredWriterCount(1),
       allowCompleteCalled(false),
-      responseCount(0),
-      _consumerWaiting(false),
       _slotsOpened(false),
-      _items(0),
-      _slots(static_cast<long>(bounds)),
-      _itemCredit(0) {}
+      _consumerWaiting(false),
+      _eventCount(0),
+      _eventSeen(0),
+      responseCount(0),
+      _slotsTaken(0),
+      _returnedSeen(0),
+      _slotWaiters(0),
+      _slots(0),
+      _slotsReturned(0) {}
 
 template <class T>
 bool MultiResponseCollection<T>::add(T value, bool throwOnAbort) {
     if (_consumerDone.load(std::memory_order_acquire)) return true;
-    if (_bounds != 0) _slots.wait(-1);
-    SlotLease slot(_bounds != 0 ? &_slots : nullptr);
-    return admit(value, throwOnAbort, slot) != Admission::refused;
+    bool wake;
+    for (;;) {
+        std::int64_t seen;
+        {
+            KVOCriticalSectionGuard guard(cs);
+            Admission a = admission(throwOnAbort);
+            if (a != Admission::open) return a == Admission::dropped;
+            if (_bounds == 0 || takeSlot()) {
+                wake = enqueue(value);
+                break;
+            }
+            seen = _returnedSeen;
+            _slotWaiters.fetch_add(1, std::memory_order_seq_cst);
+        }
+        waitForSlot(seen);
+    }
+    if (wake) _event.set();
+    return true;
 }
 
 template <class T>
 bool MultiResponseCollection<T>::add(KVOSmrPtr<IMarker<T>> value, bool throwOnAbort) {
     if (value.isNull()) throw KVONullPointerException("operator->()");
     if (!_consumerDone.load(std::memory_order_acquire)) {
-        SlotLease noSlot(nullptr);
-        Admission admission = admit(value, throwOnAbort, noSlot);
-        if (admission != Admission::dropped) return admission == Admission::queued;
+        Admission a;
+        bool wake = false;
+        {
+            KVOCriticalSectionGuard guard(cs);
+            a = admission(throwOnAbort);
+            if (a == Admission::open) wake = enqueue(value);
+        }
+        if (a == Admission::refused) return false;
+        if (a == Admission::open) {
+            if (wake) _event.set();
+            return true;
+        }
     }
     value->process();
     return true;
 }
 
 template <class T>
-template <class V>
-typename MultiResponseCollection<T>::Admission MultiResponseCollection<T>::admit(V& value, bool throwOnAbort,
-                                                                                   SlotLease& slot) {
-    bool wake;
-    {
-        KVOCriticalSectionGuard guard(cs);
-        if (_consumerDone.load(std::memory_order_relaxed)) return Admission::dropped;
-        char const* refusal = nullptr;
-        int code = 0;
-        if (registeredWriterCount == 0) {
-            refusal = "Addition of elements not permitted if no writers are registered.";
-        } else if ((code = _getErrorCode()) != 0) {
-            refusal = "An error has occurred with this collection; no further input can be accepted.";
-        }
-        if (refusal) {
-            if (throwOnAbort) detail::raiseCollectionError("MultiResponseCollection::add", refusal, code);
-            return Admission::refused;
-        }
-        responses.emplace_back(std::in_place_index<std::is_same_v<V, T> ? 0 : 1>, std::move(value));
-        if (responseCount != std::numeric_limits<KVOuint32>::max()) ++responseCount;
-        slot.keep();
-        if (_bounds != 0) _items.release();
-        wake = _consumerWaiting;
-        if (wake) _consumerWaiting = false;
+typename MultiResponseCollection<T>::Admission MultiResponseCollection<T>::admission(bool throwOnAbort) const {
+    if (_consumerDone.load(std::memory_order_relaxed)) return Admission::dropped;
+    char const* refusal = nullptr;
+    int code = 0;
+    if (registeredWriterCount == 0) {
+        refusal = "Addition of elements not permitted if no writers are registered.";
+    } else if ((code = _getErrorCode()) != 0) {
+        refusal = "An error has occurred with this collection; no further input can be accepted.";
     }
-    if (wake) _event.set();
-    return Admission::queued;
+    if (!refusal) return Admission::open;
+    if (throwOnAbort) detail::raiseCollectionError("MultiResponseCollection::add", refusal, code);
+    return Admission::refused;
+}
+
+template <class T>
+template <class V>
+bool MultiResponseCollection<T>::enqueue(V& value) {
+    responses.emplace_back(std::in_place_index<std::is_same_v<V, T> ? 0 : 1>, std::move(value));
+    if (responseCount != std::numeric_limits<KVOuint32>::max()) ++responseCount;
+    return signalEvent();
+}
+
+template <class T>
+bool MultiResponseCollection<T>::signalEvent() noexcept {
+    ++_eventCount;
+    bool wake = _consumerWaiting;
+    _consumerWaiting = false;
+    return wake;
+}
+
+template <class T>
+bool MultiResponseCollection<T>::eventSetElseSleep() noexcept {
+    if (_eventSeen != _eventCount) {
+        _eventSeen = _eventCount;
+        return true;
+    }
+    _consumerWaiting = true;
+    return false;
+}
+
+template <class T>
+int MultiResponseCollection<T>::sleepOnEvent() {
+    return _event.wait(CI_RelTime(trnTimeoutValue, 0)) == 0 ? 1 : 0;
+}
+
+template <class T>
+bool MultiResponseCollection<T>::takeSlot() {
+    auto const bound = static_cast<std::int64_t>(_bounds);
+    if (_slotsTaken - _returnedSeen >= bound) {
+        _returnedSeen = _slotsReturned.load(std::memory_order_acquire);
+        if (_slotsTaken - _returnedSeen >= bound) return false;
+    }
+    ++_slotsTaken;
+    return true;
+}
+
+template <class T>
+void MultiResponseCollection<T>::waitForSlot(std::int64_t seen) {
+    bool returned = false;
+    for (int i = 0; i < kSlotSpins && !returned; ++i) {
+        returned = _slotsReturned.load(std::memory_order_relaxed) != seen;
+        if (!returned) kvo_detail::cpuRelax();
+    }
+    if (!returned && _slotsReturned.load(std::memory_order_seq_cst) == seen) _slots.wait(-1);
+    _slotWaiters.fetch_sub(1, std::memory_order_relaxed);
+}
+
+template <class T>
+void MultiResponseCollection<T>::returnSlot() noexcept {
+    _slotsReturned.store(_slotsReturned.load(std::memory_order_relaxed) + 1, std::memory_order_seq_cst);
+    long waiters = _slotWaiters.load(std::memory_order_seq_cst);
+    if (waiters > 0) _slots.releaseCapped(waiters);
 }
 
 template <class T>
@@ -413,7 +521,7 @@ void MultiResponseCollection<T>::unregisterWriter() {
         detail::raiseCollectionError("MultiResponseCollection::unregisterWriter", detail::kWritersClosedMessage, 0);
     if (--registeredWriterCount == 0) {
         openSlots();
-        _event.set();
+        if (signalEvent()) _event.set();
     }
 }
 
@@ -437,7 +545,7 @@ bool MultiResponseCollection<T>::frontIsResult() {
         if (isResult(_taken.front())) return true;
         Entry marker = std::get<1>(std::move(_taken.front()));
         _taken.pop_front();
-        if (_bounds != 0) _slots.release();
+        if (_bounds != 0) returnSlot();
         marker->process();
     }
 }
@@ -450,29 +558,29 @@ bool MultiResponseCollection<T>::hasNext() {
             KVOCriticalSectionGuard guard(cs);
             if (frontIsResult()) return true;
             if (_isComplete()) return false;
+            // The queue was found empty just now: only what comes after counts.
+            _eventSeen = _eventCount;
             _consumerWaiting = true;
         }
-        waitForEvent();
+        sleepOnEvent();
     }
 }
 
 template <class T>
 T MultiResponseCollection<T>::next() {
-    if (_bounds != 0) {
-        if (_itemCredit == 0 && (_itemCredit = _items.tryWaitAll()) == 0) {
-            _items.wait(-1);
-            _itemCredit = 1;
+    while (_taken.empty() || !isResult(_taken.front())) {
+        {
+            KVOCriticalSectionGuard guard(cs);
+            if (frontIsResult()) break;
+            if (_bounds == 0 || _isComplete() || _consumerDone.load(std::memory_order_relaxed))
+                detail::raiseCollectionError("MultiResponseCollection::next", "no more items.", 0);
         }
-        --_itemCredit;
-    }
-    if (_taken.empty() || !isResult(_taken.front())) {
-        KVOCriticalSectionGuard guard(cs);
-        if (!frontIsResult()) detail::raiseCollectionError("MultiResponseCollection::next", "no more items.", 0);
+        waitForEvent();
     }
     Queued& front = _taken.front();
     T item = front.index() == 0 ? std::get<0>(std::move(front)) : itemOf(std::get<1>(front));
     _taken.pop_front();
-    if (_bounds != 0) _slots.release();
+    if (_bounds != 0) returnSlot();
     return item;
 }
 
@@ -490,7 +598,11 @@ bool MultiResponseCollection<T>::isComplete() const {
 
 template <class T>
 int MultiResponseCollection<T>::waitForEvent() {
-    return _event.wait(CI_RelTime(trnTimeoutValue, 0)) == 0 ? 1 : 0;
+    {
+        KVOCriticalSectionGuard guard(cs);
+        if (eventSetElseSleep()) return 0;
+    }
+    return sleepOnEvent();
 }
 
 template <class T>
