@@ -100,7 +100,6 @@ RequestRejection checkHeaders(KVOHTTPRequest const& request) {
 char const* reasonFor(int status) {
     switch (status) {
         case 400: return "Bad Request";
-        case 401: return "Unauthorized";
         case 405: return "Method Not Allowed";
         case 501: return "Not Implemented";
         default: return "Error";
@@ -124,60 +123,17 @@ void log(KVOString const& message, KivoTraceLog::Severity severity) {
     AdapterUtils::log(WHO, message, severity);
 }
 
-// Reads and drops the body of a request that is not served, when it is small
-// and delimited by its length. True when the connection stands at the next
-// request afterwards.
-bool dropBody(KVOHTTPRequest const& request, KVOGenericHTTPIStream& istr, long limit) {
-    if (request.getHeaderField("Transfer-Encoding") != nullptr) return false;
-    if (request.hasHeaderToken("Expect", "100-continue")) return false;  // the body would only come after a 100
-    long const length = request.getContentLength();
-    if (length == KVOHTTPRequest::CONTENT_LENGTH_ABSENT) return true;
-    if (length < 0 || length > limit) return false;
-    char scratch[4096];
-    for (long left = length; left > 0;) {
-        long const n = istr.read(scratch, std::min<long>(left, static_cast<long>(sizeof scratch)));
-        if (n <= 0) return false;
-        left -= n;
-    }
-    if (KVOSocket* socket = istr.getSocket()) socket->endRequestBody();
-    return true;
-}
-
 }  // namespace
 
 CIMXMLAdapter::CIMXMLAdapter(IKivoOperationHandlerContext& context, Options options)
     : _context(context), _options(options) {}
 
-std::optional<KVOSmrPtr<qora::security::ISecurityToken>> CIMXMLAdapter::authenticate(
-    KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr, std::string const& peer,
-    bool& keepAlive) {
-    if (!_options.authenticator) return KVOSmrPtr<qora::security::ISecurityToken>();
-    KVOString const* field = request.getHeaderField("Authorization");
-    std::optional<std::string> user = _options.authenticator->check(field != nullptr ? &field->str() : nullptr);
-    if (user) return KVOSmrPtr<qora::security::ISecurityToken>(new UserToken(*user));
-
-    log("Request from " + peer + (field != nullptr ? " with wrong credentials" : " without credentials") +
-            " answered 401",
-        KivoTraceLog::KIVO_INFORMATION);
-    bool const http10 = request.getProtocolEnum() == KVOHTTPRequest::HTTP_1_0;
-    keepAlive = !http10 && request.isKeepAlive() && _options.persistConnections &&
-                dropBody(request, istr, MAX_DRAINED_BODY);
-    KVOHTTPResponse response;
-    response.setProtocol(http10 ? "HTTP/1.0" : "HTTP/1.1");
-    response.setHeaderField("WWW-Authenticate", _options.authenticator->challenge());
-    if (!keepAlive) response.setConnection("close", false);
-    answerRejection(response, ostr, {401, "", ""});
-    return std::nullopt;
-}
-
 bool CIMXMLAdapter::processRequest(KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr,
                                    ClientAddress const& client) {
     std::string const peer = client.peerAddress + ":" + client.peerPort;
-    bool authKeepAlive = false;
-    std::optional<KVOSmrPtr<qora::security::ISecurityToken>> authorized =
-        authenticate(request, istr, ostr, peer, authKeepAlive);
-    if (!authorized) return authKeepAlive;
-    KVOSmrPtr<qora::security::ISecurityToken> const token = *authorized;
+    KVOSmrPtr<qora::security::ISecurityToken> const token =
+        client.principal.empty() ? KVOSmrPtr<qora::security::ISecurityToken>()
+                                 : KVOSmrPtr<qora::security::ISecurityToken>(new UserToken(client.principal));
 
     RequestRegistration registration(_context);
     bool const http10 = request.getProtocolEnum() == KVOHTTPRequest::HTTP_1_0;

@@ -2,17 +2,11 @@
 // over HTTP) whose head the HTTP listener has read.
 //
 // For each request it
-// 0. when authentication is on (Options::authenticator), checks the
-//    Authorization field first (BasicAuth.h). A request without valid
-//    credentials is answered 401 with WWW-Authenticate and an empty body,
-//    before the intake counts it and before any operation exists. Its body is
-//    read and dropped when it is delimited by a Content-Length of at most
-//    MAX_DRAINED_BODY bytes and no 100-continue is awaited, so that the
-//    connection can carry the client's next attempt; any other body is left
-//    unread and the connection closes (the listener's lingering close lets
-//    the 401 reach the client first). An authenticated request's operation
-//    carries a UserToken naming the user; without authentication the token is
-//    null (an anonymous principal);
+// 0. takes the principal the HTTP front end authenticated (ClientAddress::
+//    principal; the front end's gate refuses requests without valid
+//    credentials before they reach an adapter thread). A named principal's
+//    operation carries a UserToken naming it; an empty one is anonymous and
+//    its operation's token is null;
 // 1. takes the body through the library's intake
 //    (qora::pa::common::HTTPAdapterInput::getHttpPayload), which also fixes
 //    the response framing, counts the request in with the object manager and
@@ -69,11 +63,10 @@
 // thread-safe.
 #pragma once
 
-#include "BasicAuth.h"
+#include "UserToken.h"
 #include "CIMXMLOperations.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 
 class IKivoOperationHandlerContext;
@@ -89,6 +82,7 @@ struct ClientAddress {
     std::string localPort;
     std::string peerAddress;
     std::string peerPort;
+    std::string principal;  // the authenticated user; empty: anonymous
 };
 
 class CIMXMLAdapter {
@@ -99,12 +93,7 @@ public:
         // connection can carry the next request.
         bool persistConnections = true;
         OperationSettings operations;
-        // Null: no authentication, every request is served anonymously.
-        std::shared_ptr<BasicAuthenticator const> authenticator;
     };
-
-    // Longest body read and dropped after a 401 to keep the connection.
-    static constexpr long MAX_DRAINED_BODY = 65536;
 
     CIMXMLAdapter(IKivoOperationHandlerContext& context, Options options);
 
@@ -114,15 +103,6 @@ public:
                         ClientAddress const& client);
 
 private:
-    // Checks the credentials when authentication is on. Returns the token of
-    // the authenticated user (null without authentication), or answers 401
-    // and returns nothing; `keepAlive` then tells whether the connection may
-    // carry another request.
-    std::optional<KVOSmrPtr<qora::security::ISecurityToken>> authenticate(KVOHTTPRequest& request,
-                                                                          KVOGenericHTTPIStream& istr,
-                                                                          KVOGenericHTTPOStream& ostr,
-                                                                          std::string const& peer, bool& keepAlive);
-
     IKivoOperationHandlerContext& _context;
     Options const _options;
 };

@@ -1,5 +1,7 @@
 #include "CIMXMLResponse.h"
 
+#include <algorithm>
+
 #include "CIMXMLText.h"
 
 #include "KivoUtilities/KVOGenericHTTPOStream.h"
@@ -31,13 +33,16 @@ ResponseChannel::ResponseChannel(KVOHTTPResponse& response, KVOGenericHTTPOStrea
       _writer(writer) {}
 
 std::string ResponseChannel::describe(int status, KVOSmrPtr<KivoBaseException> const& context) {
-    std::string text = CIMXMLDataWriter::statusName(status);
-    std::string const message = context ? context->getMessage().str() : std::string();
-    if (message.compare(0, text.size(), text) == 0 && (message.size() == text.size() || message[text.size()] == ':')) {
-        text = message;  // the message names the status itself
-    } else if (!message.empty()) {
-        text += ": " + message;
+    // The code travels beside the description (CODE, CIMStatusCode), and
+    // clients print its name in front of it: the description is the message
+    // alone, and the name only when there is no message.
+    std::string const name = CIMXMLDataWriter::statusName(status);
+    std::string text = context ? context->getMessage().str() : std::string();
+    if (text.compare(0, name.size(), name) == 0 && (text.size() == name.size() || text[name.size()] == ':')) {
+        text.erase(0, std::min(text.size(), name.size() + 1));
+        while (!text.empty() && text.front() == ' ') text.erase(0, 1);
     }
+    if (text.empty()) text = name;
     if (text.size() > MAX_DESCRIPTION) {
         std::size_t cut = MAX_DESCRIPTION;
         while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) --cut;

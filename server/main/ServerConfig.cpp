@@ -116,6 +116,13 @@ std::vector<Setting> const& settingsTable() {
              s.authentication = text;
              return "";
          }},
+        {SERVER_SECTION, "AuthFirstDelay", "--auth-first-delay", "MS",
+         "the 401 to a failed authentication waits this long, doubling with each further failure on the "
+         "connection or from the peer address (default 100)",
+         number(1, 60000, [](ServerSettings& s, long v) { s.authFirstDelayMs = v; })},
+        {SERVER_SECTION, "AuthMaxDelay", "--auth-max-delay", "MS",
+         "the longest such wait (default 3200)",
+         number(1, 600000, [](ServerSettings& s, long v) { s.authMaxDelayMs = v; })},
         {USERS_SECTION, "NAME", "--user", "NAME:PASSWORD",
          "a user for basic authentication, added to [Users] (visible in the process list: prefer the file)",
          [](std::string const& text, ServerSettings& s) -> std::string {
@@ -126,6 +133,28 @@ std::vector<Setting> const& settingsTable() {
         {SERVER_SECTION, "ScaleInstances", "--scale-instances", "N",
          "instances of the scale class, generated on demand (default 1000)",
          number(0, 100000000, [](ServerSettings& s, long v) { s.scaleInstances = v; })},
+        {SERVER_SECTION, "MaxInstancesPerClass", "--max-instances-per-class", "N",
+         "instances clients may create in one class; more are refused with CIM_ERR_SERVER_LIMITS_EXCEEDED "
+         "(default 100000)",
+         number(1, 100000000, [](ServerSettings& s, long v) { s.maxInstancesPerClass = v; })},
+        {SERVER_SECTION, "MaxInstanceData", "--max-instance-data", "MIB",
+         "data of all instances clients created, in MiB; a create or modify beyond it is refused with "
+         "CIM_ERR_SERVER_LIMITS_EXCEEDED (default 1024)",
+         number(1, 1048576, [](ServerSettings& s, long v) { s.maxInstanceMiB = v; })},
+        {SERVER_SECTION, "MaxEnumerationsPerPrincipal", "--max-enumerations-per-principal", "N",
+         "open pulled enumerations of one user (of 256 in all); more Opens are refused with "
+         "CIM_ERR_SERVER_LIMITS_EXCEEDED (default 64)",
+         number(1, 256, [](ServerSettings& s, long v) { s.maxEnumerationsPerPrincipal = v; })},
+        {SERVER_SECTION, "EnumerationThreads", "--enumeration-threads", "N",
+         "threads producing results for pulled enumerations; an enumeration nobody pulls holds none (default 16)",
+         number(1, 1024, [](ServerSettings& s, long v) { s.enumerationThreads = v; })},
+        {SERVER_SECTION, "StreamThreads", "--stream-threads", "N",
+         "threads producing results for streamed answers (default 64)",
+         number(1, 1024, [](ServerSettings& s, long v) { s.streamThreads = v; })},
+        {SERVER_SECTION, "MaxReferenceNesting", "--max-reference-nesting", "N",
+         "levels of references within references a request may hold; deeper ones are refused with "
+         "CIM_ERR_INVALID_PARAMETER (default 8)",
+         number(1, 64, [](ServerSettings& s, long v) { s.maxReferenceNesting = v; })},
         {SERVER_SECTION, "LogLevel", "--log-level", "LEVEL",
          "least severity logged to standard error: trace, info, warning, error, critical or none (default warning)",
          [](std::string const& text, ServerSettings& s) -> std::string {

@@ -34,7 +34,15 @@ struct ServerSettings {
     unsigned streamBound = 1000; // capacity of the result collection of a streamed operation (0: none)
     std::string authentication = "none";        // "none" or "basic"
     std::map<std::string, std::string> users;  // name -> password, for "basic"
+    long authFirstDelayMs = 100;  // a failed attempt's answer waits this long, doubling per failure
+    long authMaxDelayMs = 3200;   // ... up to this
     long scaleInstances = 1000;  // instances of the scale class
+    long maxInstancesPerClass = 100000;    // instances clients may create in one class
+    long maxInstanceMiB = 1024;            // data of all created instances, in MiB
+    long maxEnumerationsPerPrincipal = 64; // open pulled enumerations of one principal (of 256)
+    long enumerationThreads = 16;          // threads producing for pulled enumerations
+    long streamThreads = 64;               // threads producing for streamed answers
+    long maxReferenceNesting = 8;          // VALUE.REFERENCE levels a request may nest
     std::string logLevel = "warning";  // least severity printed: trace, info, warning, error, critical, none
 };
 

@@ -12,6 +12,7 @@
 // anything still be running a second after the shutdown deadline (producers
 // of abandoned operations), the process exits (status 0) without it.
 
+#include "AuthGate.h"
 #include "CIMXMLAdapter.h"
 #include "CIMXMLExecuteQuery.h"
 #include "HTTPListener.h"
@@ -92,7 +93,13 @@ int main(int argc, char** argv) {
 
     kivo::om::ModelSettings model;
     model.scaleInstances = static_cast<unsigned>(settings.scaleInstances);
-    kivo::om::HandlerContext objectManager(model);
+    kivo::om::Options omOptions;
+    omOptions.store.maxInstancesPerClass = static_cast<std::size_t>(settings.maxInstancesPerClass);
+    omOptions.store.maxBytes = static_cast<std::uint64_t>(settings.maxInstanceMiB) << 20;
+    omOptions.enumerations.maxOpenPerPrincipal = static_cast<std::size_t>(settings.maxEnumerationsPerPrincipal);
+    omOptions.enumerations.producerThreads = static_cast<std::size_t>(settings.enumerationThreads);
+    omOptions.streamThreads = static_cast<std::size_t>(settings.streamThreads);
+    kivo::om::HandlerContext objectManager(model, omOptions);
     try {
         objectManager.start();
     } catch (std::exception const& e) {
@@ -109,9 +116,7 @@ int main(int argc, char** argv) {
 
     cimxmlpa::CIMXMLAdapter::Options adapterOptions;
     adapterOptions.operations.streamBound = settings.streamBound;
-    if (settings.authentication == "basic") {
-        adapterOptions.authenticator = std::make_shared<cimxmlpa::BasicAuthenticator const>(settings.users, kRealm);
-    }
+    adapterOptions.operations.request.maxNesting = static_cast<unsigned>(settings.maxReferenceNesting);
     cimxmlpa::CIMXMLAdapter adapter(objectManager, adapterOptions);
     refserver::HTTPListener::Options listenerOptions;
     listenerOptions.address = settings.address;
@@ -125,12 +130,29 @@ int main(int argc, char** argv) {
     listenerOptions.shutdownTimeoutMs = settings.shutdownTimeoutSeconds * 1000;
     listenerOptions.bodyBudgetBytes = static_cast<std::size_t>(settings.bodyBudgetMiB) << 20;
     raiseDescriptorLimit(settings.maxConnections);
+    // With authentication on, every request passes the gate on the front
+    // end's event loop before it takes a thread; the adapter gets the user.
+    std::unique_ptr<refserver::AuthGate> authGate;
+    refserver::RequestGate gate;
+    if (settings.authentication == "basic") {
+        refserver::AuthSettings authSettings;
+        authSettings.realm = kRealm;
+        authSettings.firstDelay = std::chrono::milliseconds(settings.authFirstDelayMs);
+        authSettings.maxDelay = std::chrono::milliseconds(std::max(settings.authMaxDelayMs, settings.authFirstDelayMs));
+        authGate = std::make_unique<refserver::AuthGate>(settings.users, authSettings);
+        gate = [&authGate](KVOHTTPRequest const& head, refserver::ConnectionInfo const& c) {
+            return refserver::toAdmission<refserver::Admission>(
+                authGate->check(refserver::authRequestFor(head, c.peerAddress, c.id)));
+        };
+    }
     refserver::HTTPListener listener(
-        listenerOptions, [&adapter](KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr,
-                                    refserver::ConnectionInfo const& c) {
+        listenerOptions,
+        [&adapter](KVOHTTPRequest& request, KVOGenericHTTPIStream& istr, KVOGenericHTTPOStream& ostr,
+                   refserver::ConnectionInfo const& c) {
             return adapter.processRequest(request, istr, ostr,
-                                          {c.localAddress, c.localPort, c.peerAddress, c.peerPort});
-        });
+                                          {c.localAddress, c.localPort, c.peerAddress, c.peerPort, c.principal});
+        },
+        gate);
     int port = 0;
     try {
         port = listener.open();

@@ -49,6 +49,20 @@ struct AuthGateTest : ::testing::Test {
     }
 };
 
+TEST(AuthGateBase64Test, DecodingIsStrict) {
+    EXPECT_EQ(refserver::authdetail::decodeBase64(""), "");
+    EXPECT_EQ(refserver::authdetail::decodeBase64("YWxpY2U6c2VjcmV0"), "alice:secret");
+    EXPECT_EQ(refserver::authdetail::decodeBase64("YTpi"), "a:b");
+    EXPECT_EQ(refserver::authdetail::decodeBase64("YTpiYw=="), "a:bc");
+    EXPECT_EQ(refserver::authdetail::decodeBase64("YTpiYzE="), "a:bc1");
+    EXPECT_EQ(refserver::authdetail::decodeBase64("+/8A"), std::string("\xfb\xff\x00", 3));
+    for (char const* bad : {"YTpiYw", "YTpiYw=", "YT=iYw==", "YTpi====", "=YTp", "YTp!", "YTp-", "YTp_", "YTp ",
+                            "YTpiYw==YTpi"}) {
+        EXPECT_FALSE(refserver::authdetail::decodeBase64(bad)) << bad;
+    }
+    EXPECT_FALSE(refserver::authdetail::decodeBase64(std::string_view("YT\0i", 4)));
+}
+
 TEST_F(AuthGateTest, Sha256MatchesKnownDigestsAcrossBlockBoundaries) {
     using refserver::authdetail::sha256;
     EXPECT_EQ(hex(sha256("")), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");

@@ -182,7 +182,7 @@ protected:
         KVOGenericHTTPOStream ostr(sock);
         KVOHTTPRequest head;
         EXPECT_TRUE(head.readFrom(istr));
-        bool keep = adapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000"});
+        bool keep = adapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000", ""});
         Answer a = decode(sock.output());
         a.keepAlive = keep;
         return a;
@@ -293,7 +293,7 @@ TEST_F(CIMXMLAdapterTest, GivesTheHandlerTheParametersWithDSP0200Defaults) {
 TEST_F(CIMXMLAdapterTest, AParameterProblemIsAnsweredWithoutTheHandler) {
     Answer a = run(request("GetClass", kClassName + kClassName));
     EXPECT_EQ(a.status, 200);
-    EXPECT_NE(a.body.find("<ERROR CODE=\"4\" DESCRIPTION=\"CIM_ERR_INVALID_PARAMETER: parameter ClassName given twice\"/>"),
+    EXPECT_NE(a.body.find("<ERROR CODE=\"4\" DESCRIPTION=\"parameter ClassName given twice\"/>"),
               std::string::npos)
         << a.body;
     EXPECT_TRUE(handler.entries().empty());
@@ -369,107 +369,6 @@ TEST_F(CIMXMLAdapterTest, AClientThatGoesAwayMidResponseReleasesTheProducers) {
 
 namespace {
 
-// alice:secret
-std::string const kAliceCredentials = "Authorization: Basic YWxpY2U6c2VjcmV0\r\n";
-
-class CIMXMLAdapterAuthenticationTest : public CIMXMLAdapterTest {
-protected:
-    CIMXMLAdapter::Options authOptions = [this] {
-        CIMXMLAdapter::Options o = options;
-        o.authenticator = std::make_shared<cimxmlpa::BasicAuthenticator const>(
-            std::map<std::string, std::string>{{"alice", "secret"}}, "test realm");
-        return o;
-    }();
-    CIMXMLAdapter authAdapter{context, authOptions};
-
-    // Serves every request in `raw` on one connection, as the listener does,
-    // while the adapter keeps it.
-    std::vector<Answer> serveAll(std::string const& raw) {
-        KVOMemorySocket sock(raw, KVOMemorySocket::Loopback);
-        KVOGenericHTTPIStream istr(sock);
-        KVOGenericHTTPOStream ostr(sock);
-        std::vector<Answer> answers;
-        std::size_t written = 0;
-        for (;;) {
-            KVOHTTPRequest head;
-            if (!head.readFrom(istr)) break;
-            bool keep = authAdapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000"});
-            answers.push_back(decode(sock.output().substr(written)));
-            answers.back().keepAlive = keep;
-            written = sock.output().size();
-            if (!keep) break;
-        }
-        return answers;
-    }
-};
-
-TEST_F(CIMXMLAdapterAuthenticationTest, ARefusedRequestIsAnswered401BeforeTheIntakeAndTheNextOneOnTheConnectionIsServed) {
-    std::vector<Answer> a = serveAll(request("GetClass", kClassName) +
-                                     request("GetClass", kClassName, "Authorization: Basic YWxpY2U6c2VjcmVU\r\n") +
-                                     request("GetClass", kClassName, kAliceCredentials));
-    ASSERT_EQ(a.size(), 3u);
-    for (int i = 0; i < 2; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(a[i].status, 401);
-        EXPECT_EQ(a[i].raw.substr(0, a[i].raw.find("\r\n")), "HTTP/1.1 401 Unauthorized");
-        EXPECT_EQ(a[i].headers["WWW-Authenticate"], "Basic realm=\"test realm\"");
-        EXPECT_EQ(a[i].headers["Content-Length"], "0");
-        EXPECT_EQ(a[i].headers.count("Connection"), 0u);
-        EXPECT_EQ(a[i].body, "");
-        EXPECT_TRUE(a[i].keepAlive);
-    }
-    // Only the authenticated request was counted and reached the handler,
-    // with a token naming its user.
-    EXPECT_EQ(a[2].status, 200);
-    EXPECT_NE(a[2].body.find("<CLASS NAME=\"X\">"), std::string::npos);
-    EXPECT_EQ(handler.entries(), std::vector<std::string>{"handleGetClass"});
-    EXPECT_EQ(handler.user, "alice");
-    EXPECT_EQ(context.registered(), 1);
-    EXPECT_EQ(context.deregistered(), 1);
-}
-
-TEST_F(CIMXMLAdapterAuthenticationTest, ABodyThatIsNotReadAfterA401ClosesTheConnection) {
-    std::string const big(CIMXMLAdapter::MAX_DRAINED_BODY + 1, 'x');
-    struct Case {
-        char const* name;
-        std::string raw;
-        bool keep;
-    };
-    std::vector<Case> const cases = {
-        {"body at the limit", "POST /cimom HTTP/1.1\r\nContent-Length: " + std::to_string(big.size() - 1) +
-                                  "\r\n\r\n" + big.substr(1),
-         true},
-        {"no body", "POST /cimom HTTP/1.1\r\n\r\n", true},
-        {"body over the limit", "POST /cimom HTTP/1.1\r\nContent-Length: " + std::to_string(big.size()) +
-                                    "\r\n\r\n" + big,
-         false},
-        {"body shorter than announced", "POST /cimom HTTP/1.1\r\nContent-Length: 100\r\n\r\nshort", false},
-        {"chunked body", "POST /cimom HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n",
-         false},
-        {"100-continue awaited", "POST /cimom HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 5\r\n\r\n", false},
-        {"HTTP/1.0", "POST /cimom HTTP/1.0\r\nContent-Length: 5\r\n\r\nhello", false},
-        {"Connection: close", "POST /cimom HTTP/1.1\r\nConnection: close\r\nContent-Length: 5\r\n\r\nhello", false},
-        {"invalid length", "POST /cimom HTTP/1.1\r\nContent-Length: 5x\r\n\r\nhello", false},
-    };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.name);
-        // When the connection is kept, the next request is read from where the
-        // refused one ended.
-        std::vector<Answer> a = serveAll(c.keep ? c.raw + request("GetClass", kClassName, kAliceCredentials) : c.raw);
-        ASSERT_GE(a.size(), 1u);
-        EXPECT_EQ(a[0].status, 401);
-        EXPECT_EQ(a[0].keepAlive, c.keep);
-        EXPECT_EQ(a[0].headers.count("Connection") == 1, !c.keep);
-        if (c.keep) {
-            ASSERT_EQ(a.size(), 2u);
-            EXPECT_EQ(a[1].status, 200);
-        } else {
-            EXPECT_EQ(a.size(), 1u);
-        }
-    }
-    EXPECT_EQ(context.registered(), static_cast<int>(handler.entries().size()));
-}
-
 TEST_F(CIMXMLAdapterTest, AChunkedRequestClosesTheConnectionAfterItsAnswer) {
     std::string const full = request("GetClass", kClassName);
     std::string const head = full.substr(0, full.find("Content-Length:")) + "Transfer-Encoding: chunked\r\n\r\n";
@@ -494,10 +393,17 @@ TEST_F(CIMXMLAdapterTest, AChunkedRequestClosesTheConnectionAfterItsAnswer) {
     EXPECT_FALSE(both.keepAlive);
 }
 
-TEST_F(CIMXMLAdapterTest, WithoutAuthenticationTheOperationHasNoToken) {
-    Answer a = run(request("GetClass", kClassName, kAliceCredentials));
-    EXPECT_EQ(a.status, 200);
+TEST_F(CIMXMLAdapterTest, TheFrontEndsPrincipalBecomesTheOperationsToken) {
+    // The front end authenticates; the adapter never reads credentials itself.
+    Answer anonymous = run(request("GetClass", kClassName, "Authorization: Basic YWxpY2U6c2VjcmV0\r\n"));
+    EXPECT_EQ(anonymous.status, 200);
     EXPECT_EQ(handler.user, "<no token>");
+    KVOMemorySocket sock(request("GetClass", kClassName), KVOMemorySocket::Loopback);
+    KVOGenericHTTPIStream istr(sock);
+    KVOGenericHTTPOStream ostr(sock);
+    KVOHTTPRequest head;
+    ASSERT_TRUE(head.readFrom(istr));
+    adapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000", "alice"});
+    EXPECT_EQ(handler.user, "alice");
 }
-
 }  // namespace

@@ -238,9 +238,12 @@ TEST_F(HostileContentTest, ErrorDescriptionsNameTheirCodeOnce) {
         SCOPED_TRACE(c.body);
         HttpResponse r = exchange(e2e::cimRequest(c.method, "root/cimv2", c.body, "TE: trailers\r\n"));
         std::string const description = e2e::between(r.body, "DESCRIPTION=\"", "\"");
-        EXPECT_EQ(description.rfind(c.name, 0), 0u) << description;
-        EXPECT_EQ(e2e::count(description, "CIM_ERR_"), 1u) << description;
-        EXPECT_EQ(e2e::count(r.trailers["cimstatuscodedescription"], "CIM_ERR_"), 1u);
+        // The code is in CODE and the trailer; clients print its name in
+        // front of the description, which therefore does not repeat it.
+        EXPECT_NE(r.body.find("<ERROR CODE=\""), std::string::npos) << r.body;
+        EXPECT_FALSE(description.empty());
+        EXPECT_EQ(e2e::count(description, "CIM_ERR_"), 0u) << description;
+        EXPECT_EQ(e2e::count(r.trailers["cimstatuscodedescription"], "CIM_ERR_"), 0u);
     }
 }
 

@@ -82,7 +82,8 @@ protected:
 std::string const kAlice = "Authorization: Basic YWxpY2U6c2VjcmV0\r\n";
 
 TEST_F(HardeningTest, BasicAuthenticationRefusesEveryRequestWithoutValidCredentials) {
-    start({"--config", iniFile("[Server]\nAuthentication = basic\n[Users]\nalice = secret\n")});
+    start({"--config", iniFile("[Server]\nAuthentication = basic\nAuthFirstDelay = 40\nAuthMaxDelay = 80\n"
+                               "[Users]\nalice = secret\n")});
     struct Case {
         char const* name;
         std::string header;
@@ -97,19 +98,29 @@ TEST_F(HardeningTest, BasicAuthenticationRefusesEveryRequestWithoutValidCredenti
         {"other scheme", "Authorization: Digest username=\"alice\"\r\n"},
         {"binary credentials", "Authorization: Basic " + std::string(6000, '/') + "\r\n"},
     };
-    // One connection for all: each refusal leaves it at the next request.
-    Connection c(server.port());
+    // The body of a refused request is never read, so each refusal closes its
+    // connection; every failure but the first (no credentials: only the
+    // challenge) is answered after a delay.
     for (Case const& k : cases) {
         SCOPED_TRACE(k.name);
+        Connection c(server.port());
+        auto const sent = std::chrono::steady_clock::now();
         ASSERT_TRUE(c.send(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody, k.header)));
         HttpResponse r = c.read();
+        auto const took = std::chrono::steady_clock::now() - sent;
         ASSERT_TRUE(r.complete);
         EXPECT_EQ(r.status, 401);
         EXPECT_EQ(r.header("WWW-Authenticate"), "Basic realm=\"kivo-cimxml-server\"");
         EXPECT_EQ(r.header("Content-Length"), "0");
+        EXPECT_EQ(r.header("Connection"), "close");
         EXPECT_EQ(r.header("CIMError"), "");
         EXPECT_EQ(r.body, "");
+        if (!k.header.empty()) {
+            EXPECT_GE(took, std::chrono::milliseconds(40));
+        }
+        EXPECT_TRUE(c.waitClosed());
     }
+    Connection c(server.port());
     ASSERT_TRUE(c.send(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody, kAlice)));
     HttpResponse ok = c.read();
     EXPECT_EQ(ok.status, 200);
