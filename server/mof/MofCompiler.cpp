@@ -808,7 +808,9 @@ private:
     std::map<std::string, KVOSmrPtr<IKivoInstanceName>> _aliases;
 };
 
-bool readFile(std::string const& path, std::string& out) {
+}  // namespace
+
+bool readMofFile(std::string const& path, std::string& out) {
     std::error_code ec;
     if (!std::filesystem::is_regular_file(path, ec)) return false;
     std::ifstream in(path, std::ios::binary);
@@ -819,11 +821,9 @@ bool readFile(std::string const& path, std::string& out) {
     return true;
 }
 
-}  // namespace
-
 MofCompiler::MofCompiler(om::ClassRepository& repository, KVOString nameSpace, MofLimits limits, Reader reader)
     : _repository(repository), _nameSpace(std::move(nameSpace)), _limits(limits), _reader(std::move(reader)) {
-    if (!_reader) _reader = readFile;
+    if (!_reader) _reader = readMofFile;
 }
 
 MofResult MofCompiler::compileFile(std::string const& path) { return run(path, nullptr); }

@@ -75,6 +75,10 @@ struct MofResult {
     bool ok() const { return !error; }
 };
 
+// Reads the regular file at `path` into `out`; false when it is not one or
+// cannot be read. The compiler's default reader.
+bool readMofFile(std::string const& path, std::string& out);
+
 class MofCompiler {
 public:
     // Reads the file at `path` into `out`; false when it cannot be read.

@@ -14,9 +14,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -31,15 +29,6 @@ int usage() {
                  "usage: kivo-mof check [--namespace NS] FILE...\n"
                  "       kivo-mof bench FILE [ROUNDS]\n");
     return 2;
-}
-
-bool readFile(std::string const& path, std::string& out) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    std::ostringstream s;
-    s << in.rdbuf();
-    out = std::move(s).str();
-    return true;
 }
 
 long peakRssKiB() {
@@ -76,7 +65,7 @@ int check(std::vector<std::string> const& args) {
 int bench(std::string const& file, int rounds) {
     std::map<std::string, std::size_t> bytes;  // the files a compile read
     auto recording = [&](std::string const& path, std::string& out) {
-        if (!readFile(path, out)) return false;
+        if (!kivo::mof::readMofFile(path, out)) return false;
         bytes[path] = out.size();
         return true;
     };
@@ -104,7 +93,7 @@ int bench(std::string const& file, int rounds) {
         tokens = total = 0;
         for (auto const& [path, size] : bytes) {
             std::string text;
-            readFile(path, text);
+            kivo::mof::readMofFile(path, text);
             total += text.size();
             kivo::mof::MofLexer lexer(text);
             while (lexer.next().kind != kivo::mof::MofTokenKind::End) ++tokens;
