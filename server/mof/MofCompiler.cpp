@@ -85,8 +85,9 @@ std::string lower(std::string s) {
 class Session {
 public:
     Session(om::ClassRepository& staging, KVOString nameSpace, MofLimits const& limits,
-            MofCompiler::Reader const& reader, MofResult& result)
-        : _repo(staging), _ns(std::move(nameSpace)), _limits(limits), _reader(reader), _result(result) {}
+            MofCompiler::Reader const& reader, std::vector<std::string> const& includePath, MofResult& result)
+        : _repo(staging), _ns(std::move(nameSpace)), _limits(limits), _reader(reader), _includePath(includePath),
+          _result(result) {}
 
     void compileRoot(std::string const& name, std::string const* text) {
         std::string body;
@@ -209,16 +210,28 @@ private:
 
     void include(std::string const& file, MofPosition at) {
         namespace fs = std::filesystem;
-        fs::path path(file);
-        if (path.is_relative()) path = fs::path(_src->name).parent_path() / path;
-        std::string const resolved = path.lexically_normal().string();
-        if (std::find(_stack.begin(), _stack.end(), resolved) != _stack.end())
-            fail(at, "include cycle: '" + resolved + "' is already being compiled");
+        fs::path const path(file);
+        // A relative name is looked up beside the including file, then in
+        // each directory of the include path in turn.
+        std::vector<std::string> candidates;
+        if (path.is_relative()) {
+            candidates.push_back((fs::path(_src->name).parent_path() / path).lexically_normal().string());
+            for (auto const& dir : _includePath) candidates.push_back((fs::path(dir) / path).lexically_normal().string());
+        } else {
+            candidates.push_back(path.lexically_normal().string());
+        }
         if (_stack.size() >= _limits.maxIncludeDepth)
             fail(at, "includes nest deeper than " + std::to_string(_limits.maxIncludeDepth) + " files");
         std::string text;
-        if (!_reader(resolved, text)) fail(at, "cannot open include file '" + resolved + "'");
-        compileSource(resolved, std::move(text));
+        for (auto const& resolved : candidates) {
+            if (std::find(_stack.begin(), _stack.end(), resolved) != _stack.end())
+                fail(at, "include cycle: '" + resolved + "' is already being compiled");
+            if (_reader(resolved, text)) {
+                compileSource(resolved, std::move(text));
+                return;
+            }
+        }
+        fail(at, "cannot open include file '" + candidates.front() + "'");
     }
 
     // --- Values ------------------------------------------------------------
@@ -801,6 +814,7 @@ private:
     KVOString _ns;  // the current namespace (#pragma namespace)
     MofLimits const& _limits;
     MofCompiler::Reader const& _reader;
+    std::vector<std::string> const& _includePath;
     MofResult& _result;
     Source* _src = nullptr;
     std::vector<std::string> _stack;  // the files being compiled, outermost first
@@ -835,7 +849,7 @@ MofResult MofCompiler::run(std::string const& name, std::string const* text) {
     om::ClassRepository staging = _repository;
     staging.addNamespace(_nameSpace);
     try {
-        Session(staging, _nameSpace, _limits, _reader, result).compileRoot(name, text);
+        Session(staging, _nameSpace, _limits, _reader, _includePath, result).compileRoot(name, text);
     } catch (CompileError const& e) {
         MofResult failed;
         failed.error = e.error;

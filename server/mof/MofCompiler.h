@@ -5,8 +5,8 @@
 // classes with superclass, qualifiers, properties (scalar, fixed and variable
 // arrays, defaults), references, methods and parameters; `instance of` with
 // `as $Alias` and alias references; `#pragma include` (relative to the
-// including file), `#pragma namespace`, `#pragma locale` (other pragmas are
-// read and ignored); comments, string concatenation and escapes, binary,
+// including file, then to the include path), `#pragma namespace`,
+// `#pragma locale` (other pragmas are read and ignored); comments, string concatenation and escapes, binary,
 // octal, decimal, hexadecimal, real, char16, datetime, boolean and null
 // literals, arrays.
 //
@@ -89,6 +89,10 @@ public:
     explicit MofCompiler(om::ClassRepository& repository, KVOString nameSpace = "root/cimv2", MofLimits limits = {},
                          Reader reader = {});
 
+    // Directories where `#pragma include` looks for a relative file name
+    // not found beside the including file, in this order.
+    void setIncludePath(std::vector<std::string> directories) { _includePath = std::move(directories); }
+
     // Compiles the file and everything it includes.
     MofResult compileFile(std::string const& path);
     // Compiles `text`, named `name` in errors; includes are relative to the
@@ -102,6 +106,7 @@ private:
     KVOString const _nameSpace;
     MofLimits const _limits;
     Reader _reader;
+    std::vector<std::string> _includePath;
 };
 
 }  // namespace kivo::mof

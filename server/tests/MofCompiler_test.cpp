@@ -47,6 +47,7 @@ class T_Sub : T_Base {
 // A compiler over files held in memory; `repo` starts with kQualifiers and kBase.
 struct Fixture {
     std::map<std::string, std::string> files;
+    std::vector<std::string> includePath;
     ClassRepository repo;
 
     Fixture() {
@@ -61,6 +62,7 @@ struct Fixture {
             out = it->second;
             return true;
         });
+        compiler.setIncludePath(includePath);
         return compiler.compileFile("main.mof");
     }
     KVOSmrPtr<IKivoValue> defaultOf(std::string const& declaration) {
@@ -209,6 +211,25 @@ TEST(MofCompiler, PragmasIncludeRelativeToTheIncluderAndSwitchNamespace) {
     EXPECT_TRUE(f.repo.isA(kNs, "T_One", "T_Base"));
     EXPECT_TRUE(f.repo.getClass("root/other", "T_Other"));
     EXPECT_FALSE(f.repo.getClass(kNs, "T_Other"));
+}
+
+// A name not found beside the includer is looked up in the include path, in
+// order; the includer's own directory wins.
+TEST(MofCompiler, IncludePathIsSearchedAfterTheIncludersDirectory) {
+    Fixture f;
+    f.files["lib1/T_Lib.mof"] = "class T_Lib : T_Base {};";
+    f.files["lib2/T_Lib.mof"] = "class T_Wrong {};";
+    f.files["lib2/T_Two.mof"] = "class T_Two : T_Lib {};";
+    f.files["T_Near.mof"] = "class T_Near : T_Base {};";
+    f.files["lib1/T_Near.mof"] = "class T_Far {};";
+    f.includePath = {"lib1", "lib2"};
+    MofResult const r = f.compile(
+        "#pragma include (\"T_Lib.mof\")\n#pragma include (\"T_Two.mof\")\n#pragma include (\"T_Near.mof\")");
+    ASSERT_TRUE(r.ok()) << r.error->text();
+    EXPECT_TRUE(f.repo.isA(kNs, "T_Two", "T_Base"));
+    EXPECT_TRUE(f.repo.getClass(kNs, "T_Near"));
+    EXPECT_FALSE(f.repo.getClass(kNs, "T_Wrong"));
+    EXPECT_FALSE(f.repo.getClass(kNs, "T_Far"));
 }
 
 // Every broken input gives one error naming file, line and column, and
