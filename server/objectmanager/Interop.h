@@ -1,0 +1,32 @@
+// The interop namespace (root/interop): how a client discovers the server.
+//
+// Registers the providers of the DMTF interop classes: one CIM_ObjectManager
+// (the server itself, with its name, version and description), a
+// CIM_Namespace for every namespace of the repository with a
+// CIM_NamespaceInManager from the object manager to each, the
+// CIM_RegisteredProfile instances of the profiles the server implements, and
+// CIM_ElementConformsToProfile from each profile to the object manager. The
+// instances are made on demand from the repository as it is at the call.
+//
+// Who calls it: the server at start-up, after the interop classes were loaded
+// into root/interop (server/mof/model/interop.mof). Tests.
+// Threading: as ObjectManager's set-up: once, before requests are served.
+#pragma once
+
+#include "objectmanager/ObjectManager.h"
+
+namespace kivo::om {
+
+// What CIM_ObjectManager says of the server.
+struct ServerIdentity {
+    KVOString name = "kivo";            // CIM_ObjectManager.Name
+    KVOString version = "0.1.0";        // the product version
+    KVOString description = "Kivo CIM-XML server";
+    KVOString hostName;                 // SystemName; empty: the machine's host name
+};
+
+// Registers the interop providers in `nameSpace` (root/interop by default).
+// Raises CIM_ERR_INVALID_CLASS when an interop class is not loaded there.
+void addInteropProviders(ObjectManager& om, ServerIdentity const& identity, KVOString const& nameSpace = "root/interop");
+
+}  // namespace kivo::om
