@@ -22,7 +22,7 @@ using e2e::kGetClassBody;
 
 class RawRequestTest : public e2e::ServerTest {
 protected:
-    void SetUp() override { start({"--threads", "4", "--read-timeout", "2", "--scale-instances", "3000"}); }
+    void SetUp() override { start({"--threads", "4", "--read-timeout", "2"}); }
 };
 
 struct RejectionCase {
@@ -135,14 +135,6 @@ TEST_F(RawRequestTest, ChunkedResponsesRepeatTheStatusInTrailersAndKeepTheErrorI
     EXPECT_EQ(failed.trailers["cimstatuscode"], "5");
     EXPECT_NE(failed.trailers["cimstatuscodedescription"].find("KIVO_Nope"), std::string::npos);
     EXPECT_NE(failed.body.find("<ERROR CODE=\"5\""), std::string::npos) << failed.body;
-}
-
-TEST_F(RawRequestTest, StreamsAThousandsOfInstancesInChunks) {
-    HttpResponse r = exchange(e2e::intrinsicRequest("EnumerateInstanceNames", e2e::classParam("KIVO_ScaleItem")));
-    ASSERT_TRUE(r.complete);
-    EXPECT_TRUE(r.chunked);
-    EXPECT_EQ(e2e::count(r.body, "<INSTANCENAME CLASSNAME=\"KIVO_ScaleItem\">"), 3000u);
-    EXPECT_EQ(r.trailers["cimstatuscode"], "0");
 }
 
 TEST_F(RawRequestTest, HTTP10AndConnectionCloseAreAnsweredAndTheConnectionClosed) {
