@@ -73,10 +73,6 @@ TEST_F(ExecuteQueryTest, StartsWithItsNameAndAnEmptyColumnList) {
     ASSERT_FALSE(op->getColumnNames().isNull());
     EXPECT_EQ(op->getColumnNames()->entries(), 0u);
     EXPECT_EQ(op->getColumnNames(), op->response->getColumnNames());
-    op->setQuery("SELECT Name FROM Kivo_Service");
-    op->setQueryLanguage("DMTF:CQL");
-    EXPECT_EQ(op->getQuery(), "SELECT Name FROM Kivo_Service");
-    EXPECT_EQ(op->getQueryLanguage(), "DMTF:CQL");
 }
 
 TEST_F(ExecuteQueryTest, StatusLivesInTheCollection) {

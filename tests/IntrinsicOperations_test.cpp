@@ -467,46 +467,6 @@ TEST_F(IntrinsicOperations, GetClassReturnsTheClassStoredLastAndKeepsItWhenTheHa
     EXPECT_EQ(op->writeCalls, 1);
 }
 
-TEST_F(IntrinsicOperations, GetInstanceHandsThePathOverAndTheInstanceBack) {
-    auto* op = make<KivoGetInstanceOperationBase>();
-    auto name = path("Widget");
-    auto found = instance("Widget");
-    op->setName(name);
-    handler.on<IKivoGetInstanceOperation>([&](KVOSmrPtr<IKivoGetInstanceOperation> const& h) {
-        EXPECT_EQ(h->getName(), name);
-        h->setInstance(found);
-    });
-    process();
-    EXPECT_EQ(op->getInstance(), found);
-}
-
-TEST_F(IntrinsicOperations, GetAndSetPropertyHandInstanceAndNameOverAndTheValueBackOrOver) {
-    auto name = path("Widget");
-    KVOSmrPtr<IKivoValue> value(new CKivoValue("42"));
-    auto* get = make<KivoGetPropertyOperationBase>();
-    get->setInstanceName(name);
-    get->setPropertyName("Size");
-    handler.on<IKivoGetPropertyOperation>([&](KVOSmrPtr<IKivoGetPropertyOperation> const& h) {
-        EXPECT_EQ(h->getInstanceName(), name);
-        EXPECT_EQ(h->getPropertyName(), KVOString("Size"));
-        h->setPropertyValue(value);
-    });
-    process();
-    EXPECT_EQ(get->getPropertyValue(), value);
-
-    auto* set = make<KivoSetPropertyOperationBase>();
-    set->setInstanceName(name);
-    set->setPropertyName("Size");
-    set->setPropertyValue(value);
-    handler.on<IKivoSetPropertyOperation>([&](KVOSmrPtr<IKivoSetPropertyOperation> const& h) {
-        EXPECT_EQ(h->getInstanceName(), name);
-        EXPECT_EQ(h->getPropertyName(), KVOString("Size"));
-        EXPECT_EQ(h->getPropertyValue(), value);
-    });
-    process();
-    EXPECT_EQ(handler.entries(), (std::vector<std::string>{"handleGetProperty", "handleSetProperty"}));
-}
-
 TEST_F(IntrinsicOperations, GetQualifierPointsAtTheDeclarationWithoutOwningIt) {
     CKivoQualifierDef declaration("Key", "boolean", "false");
     auto* op = make<KivoGetQualifierOperationBase>();
@@ -535,67 +495,6 @@ TEST_F(IntrinsicOperations, EnumerateQualifiersSharesTheListStoredEmptyOrNot) {
         EXPECT_EQ(op->getQualifierList(), stored);
         EXPECT_EQ(op->getQualifierList()->size(), stored->size());
     }
-}
-
-TEST_F(IntrinsicOperations, CreateInstanceHandsTheInstanceOverAndItsPathBack) {
-    auto* op = make<KivoCreateInstanceOperationBase>();
-    auto created = instance("Widget");
-    auto name = path("Widget");
-    op->setInstance(created);
-    handler.on<IKivoCreateInstanceOperation>([&](KVOSmrPtr<IKivoCreateInstanceOperation> const& h) {
-        EXPECT_EQ(h->getInstance(), created);
-        h->setInstanceName(name);
-    });
-    process();
-    EXPECT_EQ(op->getInstanceName(), name);
-}
-
-TEST_F(IntrinsicOperations, ModifyAndDeleteInstanceHandTheirParametersOver) {
-    auto modified = instance("Widget");
-    auto name = path("Widget");
-    auto* modify = make<KivoModifyInstanceOperationBase>();
-    modify->setInstance(modified);
-    modify->setInstanceName(name);
-    handler.on<IKivoModifyInstanceOperation>([&](KVOSmrPtr<IKivoModifyInstanceOperation> const& h) {
-        EXPECT_EQ(h->getInstance(), modified);
-        EXPECT_EQ(h->getInstanceName(), name);
-    });
-    process();
-
-    auto* remove = make<KivoDeleteInstanceOperationBase>();
-    remove->setInstanceName(name);
-    handler.on<IKivoDeleteInstanceOperation>(
-        [&](KVOSmrPtr<IKivoDeleteInstanceOperation> const& h) { EXPECT_EQ(h->getInstanceName(), name); });
-    process();
-    EXPECT_EQ(handler.entries(), (std::vector<std::string>{"handleModifyInstance", "handleDeleteInstance"}));
-}
-
-// DeleteClass names its class by the operation's class name, which the
-// facets test above covers with every other operation.
-TEST_F(IntrinsicOperations, SchemaOperationsHandTheirParametersOver) {
-    KVOSmrPtr<IKivoClass> widget(new CKivoClass("Widget", nullptr, {"Name"}));
-    auto* create = make<KivoCreateClassOperationBase>();
-    EXPECT_TRUE(create->getClass().isNull());
-    create->setClass(widget);
-    handler.on<IKivoCreateClassOperation>(
-        [&](KVOSmrPtr<IKivoCreateClassOperation> const& h) { EXPECT_EQ(h->getClass(), widget); });
-    process();
-
-    auto* modify = make<KivoModifyClassOperationBase>();
-    EXPECT_TRUE(modify->getClass().isNull());
-    modify->setClass(widget);
-    handler.on<IKivoModifyClassOperation>(
-        [&](KVOSmrPtr<IKivoModifyClassOperation> const& h) { EXPECT_EQ(h->getClass(), widget); });
-    process();
-
-    auto* remove = make<KivoDeleteQualifierOperationBase>();
-    EXPECT_TRUE(remove->getQualifierName().isEmpty());
-    remove->setQualifierName("Key");
-    handler.on<IKivoDeleteQualifierOperation>(
-        [&](KVOSmrPtr<IKivoDeleteQualifierOperation> const& h) { EXPECT_EQ(h->getQualifierName(), KVOString("Key")); });
-    process();
-    EXPECT_EQ(handler.entries(),
-              (std::vector<std::string>{"handleCreateClass", "handleModifyClass", "handleDeleteQualifier"}));
 }
 
 // The declaration comes from the request, not from the object manager: it is

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -58,16 +59,66 @@ protected:
     LogCapture log;
 };
 
-TEST_F(ProcessTest, NullContextSkipsValidityAndHandlerButWritesTheResponse) {
-    make(nullptr);
-    run();
-    EXPECT_EQ(op->isValidCalls, 0);
-    EXPECT_EQ(op->writeCalls, 1);
-    EXPECT_EQ(op->signalCalls, 1);
-    EXPECT_TRUE(ctx.handler.calls().empty());
-    expectRecords(log, {{TRACE, "Invoking OperationHandler for GetClass"},
-                        {TRACE, "OperationHandler returned normally for GetClass with status 0"},
-                        {TRACE, "writeResponse() returned normally for GetClass"}});
+// What the driver makes of each way a request can go: the status, whether
+// the handler ran, and its records, byte for byte. Whatever happened, the
+// response is written and completion signalled once; only the code of a
+// thrown exception reaches the operation, its texts go to the log.
+TEST_F(ProcessTest, EachOutcomeGivesItsStatusAndItsRecords) {
+    std::string const invoking = "Invoking OperationHandler for GetClass";
+    std::string const written = "writeResponse() returned normally for GetClass";
+    auto returned = [](int status) {
+        return "OperationHandler returned normally for GetClass with status " + std::to_string(status);
+    };
+    auto threw = [](int code) {
+        return "OperationHandler threw CIMException for GetClass.  Code: " + std::to_string(code) +
+               "; Msg: no such class";
+    };
+    auto raise = [](int code) {
+        return [code](std::string const&) {
+            throw KivoBaseException("CIMException", "where", "who", "no such class", code);
+        };
+    };
+    struct Case {
+        char const* name;
+        bool withContext;  // without one, validity and the handler are skipped
+        bool valid;
+        int preset;        // a status set before processing
+        std::function<void(std::string const&)> action;
+        int status;
+        std::size_t handlerCalls;
+        std::vector<Expected> records;
+    };
+    std::vector<Case> const cases = {
+        {"no context", false, true, 0, nullptr, 0, 0, {{TRACE, invoking}, {TRACE, returned(0)}, {TRACE, written}}},
+        {"invalid request keeps its status silently", true, false, 4, nullptr, 4, 0,
+         {{TRACE, invoking}, {TRACE, returned(4)}, {TRACE, written}}},
+        {"handler sets a code", true, true, 0, [this](std::string const&) { op->setErrorCode(6); }, 6, 1,
+         {{TRACE, invoking}, {TRACE, returned(6)}, {TRACE, written}}},
+        {"handler throws code 6", true, true, 0, raise(6), 6, 1, {{TRACE, invoking}, {ERROR, threw(6)}, {TRACE, written}}},
+        {"handler throws code 0", true, true, 0, raise(0), 1, 1, {{TRACE, invoking}, {ERROR, threw(0)}, {TRACE, written}}},
+        {"handler throws something else", true, true, 0, [](std::string const&) { throw std::runtime_error("boom"); },
+         1, 1, {{TRACE, invoking}, {ERROR, "OperationHandler threw unknown exception for GetClass"}, {TRACE, written}}},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        log.clear();
+        ctx.handler.clear();
+        ctx.handler.action = c.action;
+        make(c.withContext ? &ctx : nullptr);
+        op->valid = c.valid;
+        if (c.preset != 0) op->setErrorCode(c.preset);
+        run();
+        EXPECT_EQ(op->getErrorCode(), c.status);
+        EXPECT_EQ(ctx.handler.calls().size(), c.handlerCalls);
+        EXPECT_EQ(op->isValidCalls, c.withContext ? 1 : 0);
+        EXPECT_EQ(op->writeCalls, 1);
+        EXPECT_EQ(op->signalCalls, 1);
+        if (c.records[1].message.rfind("OperationHandler threw CIMException", 0) == 0) {
+            ASSERT_FALSE(op->getErrorContext().isNull());
+            EXPECT_EQ(op->getErrorContext()->getMessage(), "");
+        }
+        expectRecords(log, c.records);
+    }
 }
 
 TEST_F(ProcessTest, HandlerReceivesTheVeryObjectProcessed) {
@@ -77,55 +128,6 @@ TEST_F(ProcessTest, HandlerReceivesTheVeryObjectProcessed) {
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].entry, "callHandler");
     EXPECT_EQ(calls[0].op, static_cast<KivoOperationBase*>(op));
-    EXPECT_EQ(op->isValidCalls, 1);
-}
-
-TEST_F(ProcessTest, InvalidRequestKeepsEarlierStatusSilently) {
-    make(&ctx);
-    op->valid = false;
-    op->setErrorCode(4);
-    run();
-    EXPECT_TRUE(ctx.handler.calls().empty());
-    EXPECT_EQ(op->getErrorCode(), 4);
-    EXPECT_EQ(op->writeCalls, 1);
-    expectRecords(log, {{TRACE, "Invoking OperationHandler for GetClass"},
-                        {TRACE, "OperationHandler returned normally for GetClass with status 4"},
-                        {TRACE, "writeResponse() returned normally for GetClass"}});
-}
-
-TEST_F(ProcessTest, HandlerSettingACodeIsReportedWithoutAnErrorRecord) {
-    make(&ctx);
-    ctx.handler.action = [this](std::string const&) { op->setErrorCode(6); };
-    run();
-    EXPECT_EQ(op->getErrorCode(), 6);
-    expectRecords(log, {{TRACE, "Invoking OperationHandler for GetClass"},
-                        {TRACE, "OperationHandler returned normally for GetClass with status 6"},
-                        {TRACE, "writeResponse() returned normally for GetClass"}});
-}
-
-TEST_F(ProcessTest, ThrownBaseExceptionBecomesTheStatusAndAnErrorRecord) {
-    struct Case {
-        int thrown;
-        int status;
-    } const cases[] = {{6, 6}, {0, 1}};
-    for (auto const& c : cases) {
-        SCOPED_TRACE(c.thrown);
-        log.clear();
-        make(&ctx);
-        ctx.handler.action = [&](std::string const&) {
-            throw KivoBaseException("CIMException", "where", "who", "no such class", c.thrown);
-        };
-        run();
-        EXPECT_EQ(op->getErrorCode(), c.status);
-        // Only the code reaches the operation; the texts go to the log.
-        EXPECT_EQ(op->getErrorContext()->getMessage(), "");
-        EXPECT_EQ(op->writeCalls, 1);
-        EXPECT_EQ(op->signalCalls, 1);
-        expectRecords(log, {{TRACE, "Invoking OperationHandler for GetClass"},
-                            {ERROR, "OperationHandler threw CIMException for GetClass.  Code: " +
-                                        std::to_string(c.thrown) + "; Msg: no such class"},
-                            {TRACE, "writeResponse() returned normally for GetClass"}});
-    }
 }
 
 TEST_F(ProcessTest, ContextSetBeforeThrowingKeepsItsTexts) {
@@ -137,16 +139,6 @@ TEST_F(ProcessTest, ContextSetBeforeThrowingKeepsItsTexts) {
     run();
     EXPECT_EQ(op->getErrorCode(), 9);
     EXPECT_EQ(op->getErrorContext()->getMessage(), "kept");
-}
-
-TEST_F(ProcessTest, UnknownExceptionGivesStatusOne) {
-    make(&ctx);
-    ctx.handler.action = [](std::string const&) { throw std::runtime_error("boom"); };
-    run();
-    EXPECT_EQ(op->getErrorCode(), 1);
-    expectRecords(log, {{TRACE, "Invoking OperationHandler for GetClass"},
-                        {ERROR, "OperationHandler threw unknown exception for GetClass"},
-                        {TRACE, "writeResponse() returned normally for GetClass"}});
 }
 
 TEST_F(ProcessTest, WriteResponseFailureReachesTheCallerWithoutCompletion) {
@@ -203,21 +195,6 @@ TEST(ErrorSlotTest, AdapterExceptionIsStoredAsAPlainCopy) {
     EXPECT_EQ(stored->getMessage(), "AM");
     EXPECT_EQ(stored->getCode(), 1);
     EXPECT_TRUE(stored == op.getErrorContext()) << "the getter shares the stored context";
-}
-
-TEST(OperationBaseTest, SettersReplaceAndSharedValuesAreShared) {
-    TestOperation op(nullptr);
-    op.setProviderTimeout(-1);
-    EXPECT_EQ(op.getProviderTimeout(), -1);
-    op.setNameSpace("root/cimv2");
-    op.setClassName("CIM_Foo");
-    EXPECT_EQ(op.getNameSpace(), "root/cimv2");
-    EXPECT_EQ(op.getClassName(), "CIM_Foo");
-    KVOSmrPtr<IKivoOperationContext> context(new IKivoOperationContext);
-    op.setContext(context);
-    EXPECT_TRUE(op.getContext() == context);
-    op.setContext(nullptr);
-    EXPECT_TRUE(op.getContext().isNull());
 }
 
 TEST(CompletionTest, WaitTimesOutUnlessTheEventIsSet) {

@@ -6,8 +6,6 @@
 #include "Cimom/ProtocolAdapter/Common/KivoPropertyListOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoReferencesBase.h"
 
-#include "KivoUtilities/CKivoData.h"
-
 #include <gtest/gtest.h>
 
 #include <type_traits>
@@ -37,30 +35,6 @@ static_assert(std::is_same_v<decltype(&KivoReferencesBase::getRole), KVOString (
 
 using PropertyList = KVOValSlist<KVOString>;
 
-KVOSmrPtr<IKivoInstanceName> path(char const* className) {
-    return KVOSmrPtr<IKivoInstanceName>(new CKivoInstanceName("root/test", className));
-}
-
-TEST(ParameterFacets, NewFacetsHoldFalseNullAndEmpty) {
-    EXPECT_FALSE(KivoLocalOnlyOperationBase().getLocalOnly());
-    EXPECT_FALSE(KivoIncludeQualifiersOperationBase().getIncludeQualifiers());
-    EXPECT_FALSE(KivoClassOriginatedOperationBase().getClassOrigin());
-    EXPECT_FALSE(KivoDeeplyInheritedOperationBase().getDeepInheritance());
-    EXPECT_TRUE(KivoPropertyListOperationBase().getPropertyList().isNull());
-
-    KivoAssociatorsBase associators;
-    EXPECT_TRUE(associators.getSourceInstance().isNull());
-    EXPECT_TRUE(associators.getResultClass().isEmpty());
-    EXPECT_TRUE(associators.getAssociationClass().isEmpty());
-    EXPECT_TRUE(associators.getRole().isEmpty());
-    EXPECT_TRUE(associators.getResultRole().isEmpty());
-
-    KivoReferencesBase references;
-    EXPECT_TRUE(references.getSourceInstance().isNull());
-    EXPECT_TRUE(references.getResultClass().isEmpty());
-    EXPECT_TRUE(references.getRole().isEmpty());
-}
-
 TEST(ParameterFacets, PropertyListKeepsNullApartFromEmptyAndIsShared) {
     KivoPropertyListOperationBase facet;
     KVOSmrPtr<PropertyList> empty(new PropertyList);
@@ -77,34 +51,6 @@ TEST(ParameterFacets, PropertyListKeepsNullApartFromEmptyAndIsShared) {
     facet.setPropertyList(nullptr);
     EXPECT_TRUE(facet.getPropertyList().isNull());
     EXPECT_EQ(empty.holderCount(), 1);  // the facet let go of its reference
-}
-
-TEST(ParameterFacets, TraversalSettersReplaceAndAcceptNullAndEmpty) {
-    KivoAssociatorsBase associators;
-    associators.setSourceInstance(path("Source"));
-    associators.setResultClass("Result");
-    associators.setAssociationClass("Link");
-    associators.setRole("Antecedent");
-    associators.setResultRole("Dependent");
-    EXPECT_EQ(associators.getSourceInstance()->getClassName(), KVOString("Source"));
-    EXPECT_EQ(associators.getResultClass(), KVOString("Result"));
-    EXPECT_EQ(associators.getAssociationClass(), KVOString("Link"));
-    EXPECT_EQ(associators.getRole(), KVOString("Antecedent"));
-    EXPECT_EQ(associators.getResultRole(), KVOString("Dependent"));
-    associators.setSourceInstance(nullptr);
-    associators.setRole("");
-    EXPECT_TRUE(associators.getSourceInstance().isNull());
-    EXPECT_TRUE(associators.getRole().isEmpty());
-
-    KivoReferencesBase references;
-    references.setSourceInstance(path("Source"));
-    references.setResultClass("Link");
-    references.setRole("Antecedent");
-    EXPECT_EQ(references.getSourceInstance()->getClassName(), KVOString("Source"));
-    EXPECT_EQ(references.getResultClass(), KVOString("Link"));
-    EXPECT_EQ(references.getRole(), KVOString("Antecedent"));
-    references.setSourceInstance(nullptr);
-    EXPECT_TRUE(references.getSourceInstance().isNull());
 }
 
 }  // namespace

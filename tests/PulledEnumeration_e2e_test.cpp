@@ -216,21 +216,4 @@ TEST_F(PulledEnumeration, OpensPullsToTheEndAndClosesAnotherEarly) {
                                         "handleCloseEnumeration"}));
 }
 
-// A context the handler does not hold (never opened, already finished or
-// closed) gets the status the handler sets, and no results.
-TEST_F(PulledEnumeration, AnUnknownContextGetsTheHandlersErrorCode) {
-    auto finished = openEnumeration("CIM_Thing", 3);
-    ASSERT_TRUE(pull(finished->context, 5)->endOfSequence);
-    auto closed = openEnumeration("CIM_Thing", 1);
-    ASSERT_EQ(close(closed->context)->status, 0);
-
-    for (KVOString context : {KVOString("never-opened"), finished->context, closed->context}) {
-        SCOPED_TRACE(context.str());
-        auto pulled = pull(context, 2);
-        EXPECT_EQ(pulled->status, kInvalidEnumerationContext);
-        EXPECT_TRUE(pulled->ids.empty());
-        EXPECT_EQ(close(context)->status, kInvalidEnumerationContext);
-    }
-}
-
 }  // namespace

@@ -8,6 +8,10 @@
 // 127.0.0.1 only.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <signal.h>
+
 #include <chrono>
 #include <map>
 #include <string>
@@ -124,5 +128,68 @@ std::string between(std::string const& s, std::string const& open, std::string c
 
 // Number of occurrences of `needle` in `haystack`.
 std::size_t count(std::string const& haystack, std::string const& needle);
+
+// ---------------------------------------------------------------------------
+// What the end-to-end suites share: the model's names as request text, and a
+// fixture owning one server per test.
+
+// The ClassName parameter naming `className`.
+inline std::string classParam(std::string const& className) {
+    return "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"" + className + "\"/></IPARAMVALUE>";
+}
+// A whole intrinsic request in root/cimv2 with the given IPARAMVALUEs.
+inline std::string intrinsicRequest(std::string const& method, std::string const& params,
+                                    std::string const& extraHeaders = "") {
+    return cimRequest(method, "root/cimv2", intrinsicBody(method, params), extraHeaders);
+}
+// The model's first disk and its host, as INSTANCENAMEs.
+inline std::string const kDisk0 =
+    "<INSTANCENAME CLASSNAME=\"KIVO_DiskDrive\">"
+    "<KEYBINDING NAME=\"SystemName\"><KEYVALUE VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING>"
+    "<KEYBINDING NAME=\"DeviceID\"><KEYVALUE VALUETYPE=\"string\">disk0</KEYVALUE></KEYBINDING></INSTANCENAME>";
+inline std::string const kHost1 =
+    "<INSTANCENAME CLASSNAME=\"KIVO_ComputerSystem\">"
+    "<KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING></INSTANCENAME>";
+// The body of GetClass KIVO_DiskDrive, the request every suite knows the answer to.
+inline std::string const kGetClassBody = intrinsicBody("GetClass", classParam("KIVO_DiskDrive"));
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kSanitized = true;
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
+// One server per test: start() it with its arguments ("--log-level
+// critical" is added), exchange() single requests on new connections;
+// TearDown stops it with SIGTERM, which must end it cleanly. Tests run on the
+// gtest thread; a test may stop the server itself.
+class ServerTest : public ::testing::Test {
+protected:
+    void start(std::vector<std::string> args) {
+        args.insert(args.end(), {"--log-level", "critical"});
+        std::string error;
+        ASSERT_TRUE(server.start(args, error)) << error;
+    }
+    void TearDown() override {
+        if (server.pid() > 0) {
+            EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly";
+        }
+    }
+    HttpResponse exchange(std::string const& request) {
+        Connection c(server.port());
+        EXPECT_TRUE(c.ok());
+        EXPECT_TRUE(c.send(request));
+        return c.read();
+    }
+    // A well-formed GetClass (with `extraHeaders`) is still served on a new connection.
+    void expectServing(std::string const& extraHeaders = "") {
+        HttpResponse r = exchange(cimRequest("GetClass", "root/cimv2", kGetClassBody, extraHeaders));
+        ASSERT_TRUE(r.complete);
+        EXPECT_EQ(r.status, 200);
+        EXPECT_NE(r.body.find("<CLASS NAME=\"KIVO_DiskDrive\""), std::string::npos) << r.body;
+    }
+
+    ServerProcess server;
+};
 
 }  // namespace e2e

@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-
 #include <set>
 #include <sstream>
 
@@ -29,25 +27,17 @@ long statOf(std::string const& text, std::string const& name) {
     return at == std::string::npos ? -1 : std::stol(text.substr(at + name.size() + 1));
 }
 
-class ClientTest : public ::testing::Test {
+class ClientTest : public e2e::ServerTest {
 protected:
     void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(server.start({"--threads", "4", "--log-level", "critical", "--scale-instances", "10000"}, error))
-            << error;
+        start({"--threads", "4", "--scale-instances", "10000"});
         url = server.url();
         // Objects with a path are printed as the server's address, '/' and
         // the path, as wbemcli prints them.
         host = "127.0.0.1:" + std::to_string(server.port()) + "/";
     }
-    void TearDown() override {
-        if (server.pid() > 0) {
-            EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly";
-        }
-    }
     int cli(std::vector<std::string> const& args) { return e2e::kivoCli(args, out); }
 
-    e2e::ServerProcess server;
     std::string url;
     std::string host;
     std::string out;

@@ -29,28 +29,17 @@ constexpr long kBodyOverheadMiB = 64;
 using e2e::Connection;
 using e2e::HttpResponse;
 
-std::string const kGetClassBody = e2e::intrinsicBody(
-    "GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/></IPARAMVALUE>");
+using e2e::kGetClassBody;
 
 std::string scaleRequest(std::string const& method) {
-    return e2e::cimRequest(
-        method, "root/cimv2",
-        e2e::intrinsicBody(method, "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>"));
+    return e2e::intrinsicRequest(method, e2e::classParam("KIVO_ScaleItem"));
 }
 
-class HardeningTest : public ::testing::Test {
+class HardeningTest : public e2e::ServerTest {
 protected:
     void TearDown() override {
-        if (server.pid() > 0) {
-            EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly";
-        }
+        ServerTest::TearDown();
         for (std::string const& f : files) std::remove(f.c_str());
-    }
-
-    void start(std::vector<std::string> args) {
-        args.insert(args.end(), {"--log-level", "critical"});
-        std::string error;
-        ASSERT_TRUE(server.start(args, error)) << error;
     }
 
     std::string iniFile(std::string const& text) {
@@ -61,20 +50,6 @@ protected:
         return path;
     }
 
-    HttpResponse exchange(std::string const& request) {
-        Connection c(server.port());
-        EXPECT_TRUE(c.send(request));
-        return c.read();
-    }
-
-    void expectServed(std::string const& extraHeaders = "") {
-        HttpResponse r = exchange(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody, extraHeaders));
-        ASSERT_TRUE(r.complete);
-        EXPECT_EQ(r.status, 200);
-        EXPECT_NE(r.body.find("<CLASS NAME=\"KIVO_DiskDrive\""), std::string::npos) << r.body;
-    }
-
-    e2e::ServerProcess server;
     std::vector<std::string> files;
 };
 
@@ -136,7 +111,7 @@ TEST_F(HardeningTest, BasicAuthenticationRefusesEveryRequestWithoutValidCredenti
     EXPECT_EQ(refused.header("Connection"), "close");
     EXPECT_TRUE(big.waitClosed());
     sender.join();
-    expectServed(kAlice);
+    expectServing(kAlice);
 }
 
 TEST_F(HardeningTest, AClientWithCredentialsInItsURLIsServed) {
@@ -177,7 +152,7 @@ TEST_F(HardeningTest, ConnectionsBeyondTheCapAreAnswered503AndLaterOnesServed) {
     // Once one connection ends, a new one fits under the cap again.
     held.reset();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    expectServed();
+    expectServing();
 }
 
 TEST_F(HardeningTest, SilentClientsHoldNoThreadAndLoseTheirConnectionAtTheirDeadline) {
@@ -212,12 +187,12 @@ TEST_F(HardeningTest, SilentClientsHoldNoThreadAndLoseTheirConnectionAtTheirDead
 TEST_F(HardeningTest, ConcurrentLargeBodiesStayWithinTheBodyBudget) {
     // Eight 48 MiB bodies at once, with a budget of 128 MiB: two are read
     // and served at a time, the others wait for room.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "sanitizers change the memory measured (the budget itself is tested in HTTPListener_test)";
-#endif
+    if (e2e::kSanitized) {
+        GTEST_SKIP() << "sanitizers change the memory measured (the budget itself is tested in HTTPListener_test)";
+    }
     long const budgetMiB = 128;
     start({"--body-budget", std::to_string(budgetMiB), "--read-timeout", "120"});
-    expectServed();
+    expectServing();
     long const baseKiB = server.status("VmHWM");
     std::string body = kGetClassBody;
     body.insert(body.find("<MESSAGE"), std::string(48u << 20, ' '));
@@ -291,7 +266,7 @@ TEST_F(HardeningTest, ClientsThatLeaveMidStreamReleaseTheirThreadAndProducer) {
     int const count = 20000;
     start({"--threads", std::to_string(threads), "--scale-instances", std::to_string(count), "--stream-bound", "2",
            "--read-timeout", "20"});
-    expectServed();
+    expectServing();
     int const baseline = server.threadCount();
     ASSERT_GT(baseline, 0);
     for (int i = 0; i < threads * 3; ++i) {

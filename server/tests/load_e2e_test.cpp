@@ -27,16 +27,9 @@ constexpr int kClients = 16;
 constexpr int kRequestsPerClient = 500;
 constexpr unsigned kScale = 150;
 
-std::string classParam(std::string const& name) {
-    return "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"" + name + "\"/></IPARAMVALUE>";
-}
-std::string const kDisk0 = "<INSTANCENAME CLASSNAME=\"KIVO_DiskDrive\">"
-                           "<KEYBINDING NAME=\"SystemName\"><KEYVALUE VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING>"
-                           "<KEYBINDING NAME=\"DeviceID\"><KEYVALUE VALUETYPE=\"string\">disk0</KEYVALUE></KEYBINDING>"
-                           "</INSTANCENAME>";
-std::string const kHost = "<INSTANCENAME CLASSNAME=\"KIVO_ComputerSystem\">"
-                          "<KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING>"
-                          "</INSTANCENAME>";
+using e2e::classParam;
+using e2e::kDisk0;
+std::string const& kHost = e2e::kHost1;
 
 // One client: its connection, and what went wrong (the first few faults).
 class Client {
@@ -161,13 +154,11 @@ private:
     Connection _c;
 };
 
-TEST(LoadTest, SixteenClientsOfFiveHundredMixedRequestsAreAllAnsweredRight) {
-    e2e::ServerProcess server;
-    std::string error;
-    ASSERT_TRUE(server.start({"--threads", std::to_string(kClients), "--max-connections", "64", "--log-level",
-                              "critical", "--scale-instances", std::to_string(kScale)},
-                             error))
-        << error;
+class LoadTest : public e2e::ServerTest {};
+
+TEST_F(LoadTest, SixteenClientsOfFiveHundredMixedRequestsAreAllAnsweredRight) {
+    start({"--threads", std::to_string(kClients), "--max-connections", "64", "--scale-instances",
+           std::to_string(kScale)});
 
     std::atomic<int> requests{0};
     std::mutex lock;

@@ -25,10 +25,8 @@ using e2e::HttpResponse;
 using e2e::between;
 using e2e::valueParam;
 
-std::string const kScaleClass = "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>";
-std::string const kHost = "<IPARAMVALUE NAME=\"InstanceName\"><INSTANCENAME CLASSNAME=\"KIVO_ComputerSystem\">"
-                          "<KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\" TYPE=\"string\">host1</KEYVALUE>"
-                          "</KEYBINDING></INSTANCENAME></IPARAMVALUE>";
+std::string const kScaleClass = e2e::classParam("KIVO_ScaleItem");
+std::string const kHost = "<IPARAMVALUE NAME=\"InstanceName\">" + e2e::kHost1 + "</IPARAMVALUE>";
 
 std::string count(unsigned n) { return valueParam("MaxObjectCount", std::to_string(n)); }
 
@@ -51,22 +49,18 @@ std::vector<unsigned> indexes(std::string const& body) {
     return out;
 }
 
-class PulledTest : public ::testing::Test {
+class PulledTest : public e2e::ServerTest {
 protected:
-    virtual std::vector<std::string> arguments() const {
-        return {"--threads", "4", "--log-level", "critical", "--scale-instances", "10000"};
-    }
+    virtual std::vector<std::string> arguments() const { return {"--threads", "4", "--scale-instances", "10000"}; }
     void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(server.start(arguments(), error)) << error;
+        start(arguments());
+        if (HasFatalFailure()) return;
         connection = std::make_unique<Connection>(server.port());
         ASSERT_TRUE(connection->ok());
     }
     void TearDown() override {
         connection.reset();
-        if (server.pid() > 0) {
-            EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly";
-        }
+        ServerTest::TearDown();
     }
 
     Answer call(std::string const& method, std::string const& params) {
@@ -95,7 +89,6 @@ protected:
         return call("CloseEnumeration", valueParam("EnumerationContext", context)).error;
     }
 
-    e2e::ServerProcess server;
     std::unique_ptr<Connection> connection;
     std::string auth;  // header field sent with every call
 };
@@ -263,7 +256,7 @@ TEST_F(PulledAuthTest, AnotherUsersContextIsAnsweredAsAnUnknownOne) {
 class StreamedLeaveTest : public PulledTest {
 protected:
     std::vector<std::string> arguments() const override {
-        return {"--threads", "4", "--log-level", "critical", "--scale-instances", "1000000"};
+        return {"--threads", "4", "--scale-instances", "1000000"};
     }
     // utime + stime of the server, in clock ticks.
     long cpuTicks() const {
@@ -279,8 +272,7 @@ protected:
 };
 
 TEST_F(StreamedLeaveTest, ProducersOfDepartedClientsStopAndTheServerGoesQuiet) {
-    std::string const request = e2e::cimRequest("EnumerateInstances", "root/cimv2",
-                                                e2e::intrinsicBody("EnumerateInstances", kScaleClass));
+    std::string const request = e2e::intrinsicRequest("EnumerateInstances", kScaleClass);
     for (int c = 0; c < 10; ++c) {
         Connection leaver(server.port());
         ASSERT_TRUE(leaver.send(request));

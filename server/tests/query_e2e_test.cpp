@@ -5,13 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-
 #include <string>
 
 namespace {
 
-using e2e::Connection;
 using e2e::HttpResponse;
 
 std::string escaped(std::string const& s) {
@@ -26,39 +23,20 @@ std::string escaped(std::string const& s) {
     return out;
 }
 
-std::string execQueryBody(std::string const& language, std::string const& query) {
-    return e2e::intrinsicBody("ExecQuery", "<IPARAMVALUE NAME=\"QueryLanguage\"><VALUE>" + escaped(language) +
-                                               "</VALUE></IPARAMVALUE><IPARAMVALUE NAME=\"Query\"><VALUE>" +
-                                               escaped(query) + "</VALUE></IPARAMVALUE>");
-}
-
-class QueryTest : public ::testing::Test {
+class QueryTest : public e2e::ServerTest {
 protected:
-    void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(server.start({"--threads", "2", "--log-level", "critical", "--scale-instances", "5000"}, error))
-            << error;
-    }
-    void TearDown() override {
-        if (server.pid() > 0) {
-            EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly";
-        }
-    }
+    void SetUp() override { start({"--threads", "2", "--scale-instances", "5000"}); }
 
-    HttpResponse call(std::string const& method, std::string const& body) {
-        Connection c(server.port());
-        EXPECT_TRUE(c.ok());
-        EXPECT_TRUE(c.send(e2e::cimRequest(method, "root/cimv2", body)));
-        HttpResponse r = c.read();
+    HttpResponse call(std::string const& method, std::string const& params) {
+        HttpResponse r = exchange(e2e::intrinsicRequest(method, params));
         EXPECT_TRUE(r.complete);
         EXPECT_EQ(r.status, 200);
         return r;
     }
     HttpResponse execQuery(std::string const& query, std::string const& language = "WQL") {
-        return call("ExecQuery", execQueryBody(language, query));
+        return call("ExecQuery", e2e::valueParam("QueryLanguage", escaped(language)) +
+                                     e2e::valueParam("Query", escaped(query)));
     }
-
-    e2e::ServerProcess server;
 };
 
 TEST_F(QueryTest, ExecQueryReturnsExactlyTheMatchingInstancesWithTheirPaths) {
@@ -92,16 +70,12 @@ TEST_F(QueryTest, RefusedQueriesAnswerTheirStatus) {
         {"WQL", "SELECT * FORM KIVO_DiskDrive", "<ERROR CODE=\"15\""},
         {"WQL", "SELECT * FROM KIVO_NoSuchClass", "<ERROR CODE=\"15\""},
         {"WQL", "SELECT * FROM KIVO_DiskDrive WHERE NoSuchProperty = 1", "<ERROR CODE=\"15\""},
-        {"WQL", "SELECT * FROM KIVO_DiskDrive WHERE Removable &lt; TRUE", "<ERROR CODE=\"15\""},
+        {"WQL", "SELECT * FROM KIVO_DiskDrive WHERE Removable < TRUE", "<ERROR CODE=\"15\""},
         {"XPath", "SELECT * FROM KIVO_DiskDrive", "<ERROR CODE=\"14\""},
         {"CQL", "SELECT * FROM KIVO_DiskDrive", "<ERROR CODE=\"14\""},
     };
     for (Case const& c : cases) {
-        HttpResponse r = call("ExecQuery", e2e::intrinsicBody(
-                                               "ExecQuery", std::string("<IPARAMVALUE NAME=\"QueryLanguage\"><VALUE>") +
-                                                                c.language +
-                                                                "</VALUE></IPARAMVALUE><IPARAMVALUE NAME=\"Query\"><VALUE>" +
-                                                                c.query + "</VALUE></IPARAMVALUE>"));
+        HttpResponse r = execQuery(c.query, c.language);
         EXPECT_NE(r.body.find(c.error), std::string::npos) << c.language << " " << c.query << "\n" << r.body;
     }
     // The position reaches the client.
@@ -129,20 +103,15 @@ TEST_F(QueryTest, ASelectListIsAnsweredAsRowsOfTheFromClass) {
 }
 
 TEST_F(QueryTest, OpenQueryInstancesTakesTheSameQueriesInCql) {
-    HttpResponse r = call(
-        "OpenQueryInstances",
-        e2e::intrinsicBody("OpenQueryInstances",
-                           "<IPARAMVALUE NAME=\"FilterQueryLanguage\"><VALUE>DMTF:CQL</VALUE></IPARAMVALUE>"
-                           "<IPARAMVALUE NAME=\"FilterQuery\"><VALUE>SELECT * FROM KIVO_ComputerSystem</VALUE></IPARAMVALUE>"
-                           "<IPARAMVALUE NAME=\"ReturnQueryResultClass\"><VALUE>FALSE</VALUE></IPARAMVALUE>"
-                           "<IPARAMVALUE NAME=\"MaxObjectCount\"><VALUE>10</VALUE></IPARAMVALUE>"));
+    HttpResponse r = call("OpenQueryInstances", e2e::valueParam("FilterQueryLanguage", "DMTF:CQL") +
+                                                    e2e::valueParam("FilterQuery", "SELECT * FROM KIVO_ComputerSystem") +
+                                                    e2e::valueParam("ReturnQueryResultClass", "FALSE") +
+                                                    e2e::valueParam("MaxObjectCount", "10"));
     EXPECT_EQ(e2e::count(r.body, "<INSTANCE CLASSNAME=\"KIVO_ComputerSystem\""), 1u) << r.body;
     EXPECT_EQ(r.body.find("<ERROR"), std::string::npos) << r.body;
 
     r = call("OpenQueryInstances",
-             e2e::intrinsicBody("OpenQueryInstances",
-                                "<IPARAMVALUE NAME=\"FilterQueryLanguage\"><VALUE>DMTF:CQL</VALUE></IPARAMVALUE>"
-                                "<IPARAMVALUE NAME=\"FilterQuery\"><VALUE>SELECT * FROM</VALUE></IPARAMVALUE>"));
+             e2e::valueParam("FilterQueryLanguage", "DMTF:CQL") + e2e::valueParam("FilterQuery", "SELECT * FROM"));
     EXPECT_NE(r.body.find("<ERROR CODE=\"15\""), std::string::npos) << r.body;
 }
 

@@ -18,40 +18,11 @@ namespace {
 using e2e::Connection;
 using e2e::HttpResponse;
 
-std::string const kGetClassBody = e2e::intrinsicBody(
-    "GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/></IPARAMVALUE>");
+using e2e::kGetClassBody;
 
-class RawRequestTest : public ::testing::Test {
+class RawRequestTest : public e2e::ServerTest {
 protected:
-    void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(server.start({"--threads", "4", "--read-timeout", "2", "--log-level", "critical",
-                                  "--scale-instances", "3000"},
-                                 error))
-            << error;
-    }
-    void TearDown() override {
-        if (server.pid() > 0) {
-            EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly";
-        }
-    }
-
-    HttpResponse exchange(std::string const& request) {
-        Connection c(server.port());
-        EXPECT_TRUE(c.ok());
-        EXPECT_TRUE(c.send(request));
-        return c.read();
-    }
-
-    // The server still serves a well-formed request on a new connection.
-    void expectStillServing() {
-        HttpResponse r = exchange(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody));
-        ASSERT_TRUE(r.complete);
-        EXPECT_EQ(r.status, 200);
-        EXPECT_NE(r.body.find("<CLASS NAME=\"KIVO_DiskDrive\""), std::string::npos) << r.body;
-    }
-
-    e2e::ServerProcess server;
+    void SetUp() override { start({"--threads", "4", "--read-timeout", "2"}); }
 };
 
 struct RejectionCase {
@@ -65,47 +36,23 @@ TEST_F(RawRequestTest, HeaderAndBodyErrorsAreAnsweredWithStatusAndCIMError) {
     std::string const body = kGetClassBody;
     std::string const v = "<?xml version=\"1.0\"?><CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1\" "
                           "PROTOCOLVERSION=\"1.0\"><SIMPLEREQ><IMETHODCALL NAME=\"GetClass\">";
+    // One row for each layer that refuses; the adapter's and the parser's
+    // own suites hold every case.
     std::vector<RejectionCase> const cases = {
-        {"no CIMOperation", e2e::cimRequest("GetClass", "root/cimv2", body, "", {"CIMOperation"}), 400,
-         "unsupported-operation"},
         {"CIMOperation not MethodCall",
          e2e::cimRequest("GetClass", "root/cimv2", body, "", {"CIMOperation"}).insert(
              std::string("POST /cimom HTTP/1.1\r\n").size(), "CIMOperation: MethodResponse\r\n"),
          400, "unsupported-operation"},
-        {"no CIMMethod", e2e::cimRequest("GetClass", "root/cimv2", body, "", {"CIMMethod"}), 400, "header-mismatch"},
         {"wrong CIMMethod", e2e::cimRequest("GetInstance", "root/cimv2", body), 400, "header-mismatch"},
-        {"no CIMObject", e2e::cimRequest("GetClass", "root/cimv2", body, "", {"CIMObject"}), 400, "header-mismatch"},
         {"CIMObject of another namespace", e2e::cimRequest("GetClass", "root%2Finterop", body), 400,
          "header-mismatch"},
-        {"CIMBatch", e2e::cimRequest("GetClass", "root/cimv2", body, "CIMBatch: CIMBatch\r\n"), 501,
-         "multiple-requests-unsupported"},
-        {"CIMProtocolVersion 2.0", e2e::cimRequest("GetClass", "root/cimv2", body, "CIMProtocolVersion: 2.0\r\n"), 501,
-         "unsupported-protocol-version"},
         {"CIMVERSION 3.0",
          e2e::cimRequest("GetClass", "root/cimv2",
                          std::string(body).replace(body.find("CIMVERSION=\"2.0\""), 16, "CIMVERSION=\"3.0\"")),
          501, "unsupported-cim-version"},
-        {"DTDVERSION 3.0",
-         e2e::cimRequest("GetClass", "root/cimv2",
-                         std::string(body).replace(body.find("DTDVERSION=\"2.0\""), 16, "DTDVERSION=\"3.0\"")),
-         501, "unsupported-dtd-version"},
-        {"PROTOCOLVERSION 2.0",
-         e2e::cimRequest("GetClass", "root/cimv2",
-                         std::string(body).replace(body.find("PROTOCOLVERSION=\"1.0\""), 21, "PROTOCOLVERSION=\"2.0\"")),
-         501, "unsupported-protocol-version"},
-        {"MULTIREQ",
-         e2e::cimRequest("GetClass", "root/cimv2",
-                         "<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1\" PROTOCOLVERSION=\"1.0\">"
-                         "<MULTIREQ/></MESSAGE></CIM>"),
-         501, "multiple-requests-unsupported"},
         {"malformed XML", e2e::cimRequest("GetClass", "root/cimv2", body.substr(0, body.size() - 12)), 400,
          "request-not-well-formed"},
-        {"not XML at all", e2e::cimRequest("GetClass", "root/cimv2", "hello"), 400, "request-not-well-formed"},
-        {"empty body", e2e::cimRequest("GetClass", "root/cimv2", ""), 400, "request-not-well-formed"},
         {"root is not CIM", e2e::cimRequest("GetClass", "root/cimv2", "<FOO/>"), 400, "request-not-valid"},
-        {"no LOCALNAMESPACEPATH",
-         e2e::cimRequest("GetClass", "root/cimv2", v + "</IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>"), 400,
-         "request-not-valid"},
         {"stray element among the parameters",
          e2e::cimRequest("GetClass", "root/cimv2",
                          v + "<LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"cimv2\"/>"
@@ -120,7 +67,7 @@ TEST_F(RawRequestTest, HeaderAndBodyErrorsAreAnsweredWithStatusAndCIMError) {
         EXPECT_EQ(r.status, c.status);
         EXPECT_EQ(r.header("CIMError"), c.cimError);
         EXPECT_EQ(r.body, "");
-        expectStillServing();
+        expectServing();
     }
 }
 
@@ -132,47 +79,25 @@ struct CimErrorCase {
 };
 
 TEST_F(RawRequestTest, OperationErrorsAreERRORElementsWithTheirCode) {
-    std::string const diskName = "<INSTANCENAME CLASSNAME=\"KIVO_DiskDrive\"><KEYBINDING NAME=\"SystemName\"><KEYVALUE "
-                                 "VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING><KEYBINDING NAME=\"DeviceID\">"
-                                 "<KEYVALUE VALUETYPE=\"string\">disk0</KEYVALUE></KEYBINDING></INSTANCENAME>";
+    std::string const disk = "<IPARAMVALUE NAME=\"InstanceName\">" + e2e::kDisk0 + "</IPARAMVALUE>";
+    std::string const diskClass = e2e::classParam("KIVO_DiskDrive");
     std::vector<CimErrorCase> const cases = {
         {"unknown operation", "Frobnicate", e2e::intrinsicBody("Frobnicate", ""), 7},
-        {"unknown enumeration context", "CloseEnumeration",
-         e2e::intrinsicBody("CloseEnumeration",
-                            "<IPARAMVALUE NAME=\"EnumerationContext\"><VALUE>ctx-0001</VALUE></IPARAMVALUE>"),
-         21},
         {"missing required parameter", "GetClass", e2e::intrinsicBody("GetClass", ""), 4},
-        {"unknown parameter", "GetClass",
-         e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
-                                        "</IPARAMVALUE><IPARAMVALUE NAME=\"Bogus\"><VALUE>1</VALUE></IPARAMVALUE>"),
-         4},
-        {"parameter given twice", "GetClass",
-         e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
-                                        "</IPARAMVALUE><IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
-                                        "</IPARAMVALUE>"),
-         4},
+        {"unknown parameter", "GetClass", e2e::intrinsicBody("GetClass", diskClass + e2e::valueParam("Bogus", "1")), 4},
+        {"parameter given twice", "GetClass", e2e::intrinsicBody("GetClass", diskClass + diskClass), 4},
         {"boolean that is not one", "GetClass",
-         e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
-                                        "</IPARAMVALUE><IPARAMVALUE NAME=\"LocalOnly\"><VALUE>maybe</VALUE></IPARAMVALUE>"),
-         4},
+         e2e::intrinsicBody("GetClass", diskClass + e2e::valueParam("LocalOnly", "maybe")), 4},
         {"typed value that does not fit", "CreateInstance",
          e2e::intrinsicBody("CreateInstance", "<IPARAMVALUE NAME=\"NewInstance\"><INSTANCE CLASSNAME=\"KIVO_DiskDrive\">"
                                               "<PROPERTY NAME=\"Capacity\" TYPE=\"uint64\"><VALUE>-1</VALUE></PROPERTY>"
                                               "</INSTANCE></IPARAMVALUE>"),
          4},
-        {"unknown class", "GetClass",
-         e2e::intrinsicBody("GetClass", "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_Nope\"/></IPARAMVALUE>"),
-         5},
+        {"unknown class", "GetClass", e2e::intrinsicBody("GetClass", e2e::classParam("KIVO_Nope")), 5},
         {"missing instance", "GetInstance",
-         e2e::intrinsicBody("GetInstance", "<IPARAMVALUE NAME=\"InstanceName\">" +
-                                               std::string(diskName).replace(diskName.find("disk0"), 5, "disk7") +
-                                               "</IPARAMVALUE>"),
-         6},
+         e2e::intrinsicBody("GetInstance", std::string(disk).replace(disk.find("disk0"), 5, "disk7")), 6},
         {"unknown property", "GetProperty",
-         e2e::intrinsicBody("GetProperty", "<IPARAMVALUE NAME=\"InstanceName\">" + diskName +
-                                               "</IPARAMVALUE><IPARAMVALUE NAME=\"PropertyName\"><VALUE>Nope</VALUE>"
-                                               "</IPARAMVALUE>"),
-         12},
+         e2e::intrinsicBody("GetProperty", disk + e2e::valueParam("PropertyName", "Nope")), 12},
     };
     for (CimErrorCase const& c : cases) {
         SCOPED_TRACE(c.name);
@@ -181,7 +106,7 @@ TEST_F(RawRequestTest, OperationErrorsAreERRORElementsWithTheirCode) {
         EXPECT_EQ(r.status, 200);
         EXPECT_NE(r.body.find("<ERROR CODE=\"" + std::to_string(c.code) + "\""), std::string::npos) << r.body;
         EXPECT_NE(r.body.find("NAME=\"" + c.method + "\""), std::string::npos) << r.body;
-        expectStillServing();
+        expectServing();
     }
 
     // A namespace that does not exist, with CIMObject naming it too.
@@ -194,11 +119,7 @@ TEST_F(RawRequestTest, OperationErrorsAreERRORElementsWithTheirCode) {
 
 TEST_F(RawRequestTest, ChunkedResponsesRepeatTheStatusInTrailersAndKeepTheErrorInTheBody) {
     Connection c(server.port());
-    ASSERT_TRUE(c.send(e2e::cimRequest(
-        "EnumerateInstances", "root/cimv2",
-        e2e::intrinsicBody("EnumerateInstances",
-                           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_DiskDrive\"/></IPARAMVALUE>"),
-        "TE: trailers\r\n")));
+    ASSERT_TRUE(c.send(e2e::intrinsicRequest("EnumerateInstances", e2e::classParam("KIVO_DiskDrive"), "TE: trailers\r\n")));
     HttpResponse ok = c.read();
     ASSERT_TRUE(ok.complete);
     EXPECT_TRUE(ok.chunked);
@@ -207,28 +128,13 @@ TEST_F(RawRequestTest, ChunkedResponsesRepeatTheStatusInTrailersAndKeepTheErrorI
     EXPECT_EQ(e2e::count(ok.body, "<VALUE.NAMEDINSTANCE>"), 2u) << ok.body;
 
     // The same connection carries the next request: an error this time.
-    ASSERT_TRUE(c.send(e2e::cimRequest(
-        "EnumerateInstances", "root/cimv2",
-        e2e::intrinsicBody("EnumerateInstances",
-                           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_Nope\"/></IPARAMVALUE>"),
-        "TE: trailers\r\n")));
+    ASSERT_TRUE(c.send(e2e::intrinsicRequest("EnumerateInstances", e2e::classParam("KIVO_Nope"), "TE: trailers\r\n")));
     HttpResponse failed = c.read();
     ASSERT_TRUE(failed.complete);
     EXPECT_EQ(failed.status, 200);
     EXPECT_EQ(failed.trailers["cimstatuscode"], "5");
     EXPECT_NE(failed.trailers["cimstatuscodedescription"].find("KIVO_Nope"), std::string::npos);
     EXPECT_NE(failed.body.find("<ERROR CODE=\"5\""), std::string::npos) << failed.body;
-}
-
-TEST_F(RawRequestTest, StreamsAThousandsOfInstancesInChunks) {
-    HttpResponse r = exchange(e2e::cimRequest(
-        "EnumerateInstanceNames", "root/cimv2",
-        e2e::intrinsicBody("EnumerateInstanceNames",
-                           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>")));
-    ASSERT_TRUE(r.complete);
-    EXPECT_TRUE(r.chunked);
-    EXPECT_EQ(e2e::count(r.body, "<INSTANCENAME CLASSNAME=\"KIVO_ScaleItem\">"), 3000u);
-    EXPECT_EQ(r.trailers["cimstatuscode"], "0");
 }
 
 TEST_F(RawRequestTest, HTTP10AndConnectionCloseAreAnsweredAndTheConnectionClosed) {
@@ -265,7 +171,7 @@ TEST_F(RawRequestTest, OversizeAndTruncatedBodiesAreRefused) {
         EXPECT_EQ(r.status, 413);
         EXPECT_TRUE(c.waitClosed());
     }
-    expectStillServing();
+    expectServing();
     {
         Connection c(server.port());
         std::string request = e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody);
@@ -275,7 +181,7 @@ TEST_F(RawRequestTest, OversizeAndTruncatedBodiesAreRefused) {
         ASSERT_TRUE(r.complete);
         EXPECT_EQ(r.status, 400);
     }
-    expectStillServing();
+    expectServing();
     {
         // A client that stops sending in the middle of a body loses the
         // connection once the read timeout expires.
@@ -286,22 +192,7 @@ TEST_F(RawRequestTest, OversizeAndTruncatedBodiesAreRefused) {
         EXPECT_TRUE(r.status == 400 || r.status == 0);
         EXPECT_TRUE(c.waitClosed());
     }
-    expectStillServing();
-}
-
-TEST_F(RawRequestTest, SilentAndMalformedClientsLoseTheirConnection) {
-    {
-        Connection c(server.port());
-        ASSERT_TRUE(c.ok());
-        EXPECT_TRUE(c.waitClosed());  // read timeout
-    }
-    {
-        Connection c(server.port());
-        ASSERT_TRUE(c.send("THIS IS NOT HTTP\r\n\r\n"));
-        HttpResponse r = c.read();
-        EXPECT_EQ(r.status, 400);
-    }
-    expectStillServing();
+    expectServing();
 }
 
 struct HostileCase {
@@ -321,24 +212,23 @@ TEST_F(RawRequestTest, HostileHeadsAndBodiesAreRefusedAndTheServerKeepsServing) 
     }
     std::string manyFields = "POST /cimom HTTP/1.1\r\n";
     for (int i = 0; i < 500; ++i) manyFields += "X-Field-" + std::to_string(i) + ": v\r\n";
-    std::string longFields = "POST /cimom HTTP/1.1\r\n";
-    for (int i = 0; i < 90; ++i) longFields += "X-" + std::to_string(i) + ": " + std::string(1000, 'v') + "\r\n";
     std::string chunkedHead = valid.substr(0, valid.find("Content-Length:")) + "Transfer-Encoding: chunked\r\n\r\n";
+    // Each limit of the head and each chunk-size form is checked in full by
+    // the parsers' suites; here one of a kind shows the server refuses and
+    // closes.
     std::vector<HostileCase> const cases = {
         {"header line over 8 KiB", "POST /cimom HTTP/1.1\r\nX-Big: " + std::string(20000, 'a') + "\r\n\r\n", 431,
          false},
         {"request line over 8 KiB", "POST /" + std::string(20000, 'a') + " HTTP/1.1\r\n\r\n", 414, false},
-        {"500 header fields", manyFields + "\r\n", 431, false},
-        {"a head over 64 KiB", longFields + "\r\n", 431, false},
         {"header fields that never end", manyFields, 431, true},
         {"garbage bytes", garbage, 0, false},
         {"a zero byte in a field", "POST /cimom HTTP/1.1\r\nX-A: a" + std::string(1, '\0') + "b\r\n\r\n", 400, false},
+        {"a request line that is not HTTP", "THIS IS NOT HTTP\r\n\r\n", 400, false},
         {"a field without a colon", "POST /cimom HTTP/1.1\r\nNoColonHere\r\n\r\n", 400, false},
         {"Content-Length larger than the body, then closed", valid.substr(0, valid.size() - 100), 400, true},
         {"Content-Length twice, disagreeing",
          std::string(valid).insert(valid.find("Content-Length:"), "Content-Length: 3\r\n"), 413, false},
         {"chunk size that is not hex", chunkedHead + "zz\r\n" + kGetClassBody + "\r\n0\r\n\r\n", 400, false},
-        {"chunk size that overflows", chunkedHead + "fffffffffffffffffffff\r\nabc\r\n0\r\n\r\n", 400, false},
         {"chunked body cut short, then closed", chunkedHead + "400\r\n" + kGetClassBody.substr(0, 100), 400, true},
         // The bad size line ends the body; what follows is not served as a
         // request of its own.
@@ -357,7 +247,7 @@ TEST_F(RawRequestTest, HostileHeadsAndBodiesAreRefusedAndTheServerKeepsServing) 
             EXPECT_TRUE(r.status == 400 || r.status == 0) << r.status;
         }
         EXPECT_TRUE(conn.waitClosed());
-        expectStillServing();
+        expectServing();
     }
 
     // A valid request followed by garbage on the same connection: the first
@@ -370,21 +260,7 @@ TEST_F(RawRequestTest, HostileHeadsAndBodiesAreRefusedAndTheServerKeepsServing) 
     EXPECT_NE(first.body.find("<CLASS NAME=\"KIVO_DiskDrive\""), std::string::npos);
     EXPECT_EQ(conn.read().status, 400);
     EXPECT_TRUE(conn.waitClosed());
-    expectStillServing();
-}
-
-TEST_F(RawRequestTest, ClientsThatDisconnectMidResponseDoNotHurtTheServer) {
-    std::string const request = e2e::cimRequest(
-        "EnumerateInstances", "root/cimv2",
-        e2e::intrinsicBody("EnumerateInstances",
-                           "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>"));
-    for (int i = 0; i < 5; ++i) {
-        Connection c(server.port());
-        ASSERT_TRUE(c.send(request));
-        EXPECT_FALSE(c.readSome(200).empty());
-        c.close();
-    }
-    for (int i = 0; i < 3; ++i) expectStillServing();
+    expectServing();
 }
 
 TEST_F(RawRequestTest, AnswersTheCapturedRequestsOfASecondClient) {
@@ -464,43 +340,13 @@ TEST_F(RawRequestTest, AnswersTheCapturedRequestsOfASecondClient) {
     }
 }
 
-TEST_F(RawRequestTest, ServesConcurrentClients) {
-    std::atomic<int> good{0};
-    std::vector<std::thread> clients;
-    int const threads = 6;
-    int const perThread = 15;
-    for (int t = 0; t < threads; ++t) {
-        clients.emplace_back([&] {
-            Connection c(server.port());
-            for (int i = 0; i < perThread; ++i) {
-                std::string const body =
-                    i % 2 == 0 ? kGetClassBody
-                               : e2e::intrinsicBody("EnumerateInstanceNames", "<IPARAMVALUE NAME=\"ClassName\">"
-                                                                              "<CLASSNAME NAME=\"KIVO_DiskDrive\"/>"
-                                                                              "</IPARAMVALUE>");
-                if (!c.send(e2e::cimRequest(i % 2 == 0 ? "GetClass" : "EnumerateInstanceNames", "root/cimv2", body))) {
-                    return;
-                }
-                HttpResponse r = c.read();
-                if (r.complete && r.status == 200 && r.body.find("<ERROR") == std::string::npos) ++good;
-            }
-        });
-    }
-    for (std::thread& t : clients) t.join();
-    EXPECT_EQ(good.load(), threads * perThread);
-}
-
-TEST_F(RawRequestTest, StopsCleanlyOnSIGTERMWithAnIdleConnectionOpen) {
+// SIGTERM ends every test (TearDown); SIGINT stops the server as cleanly.
+TEST_F(RawRequestTest, StopsCleanlyOnSIGINTWithAnIdleConnectionOpen) {
     Connection idle(server.port());
     ASSERT_TRUE(idle.send(e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody)));
     ASSERT_EQ(idle.read().status, 200);
-    EXPECT_EQ(server.stop(SIGTERM), 0);
-    EXPECT_TRUE(idle.waitClosed());
-}
-
-TEST_F(RawRequestTest, StopsCleanlyOnSIGINT) {
-    expectStillServing();
     EXPECT_EQ(server.stop(SIGINT), 0);
+    EXPECT_TRUE(idle.waitClosed());
 }
 
 }  // namespace

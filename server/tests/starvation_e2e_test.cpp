@@ -27,25 +27,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
+using e2e::kSanitized;
 
-std::string const kDisk0 = "<INSTANCENAME CLASSNAME=\"KIVO_DiskDrive\">"
-                           "<KEYBINDING NAME=\"SystemName\"><KEYVALUE VALUETYPE=\"string\">host1</KEYVALUE></KEYBINDING>"
-                           "<KEYBINDING NAME=\"DeviceID\"><KEYVALUE VALUETYPE=\"string\">disk0</KEYVALUE></KEYBINDING>"
-                           "</INSTANCENAME>";
-
-std::string const kGetInstance = e2e::cimRequest(
-    "GetInstance", "root/cimv2",
-    e2e::intrinsicBody("GetInstance", "<IPARAMVALUE NAME=\"InstanceName\">" + kDisk0 + "</IPARAMVALUE>"));
-
-std::string const kEnumerate = e2e::cimRequest(
-    "EnumerateInstances", "root/cimv2",
-    e2e::intrinsicBody("EnumerateInstances",
-                       "<IPARAMVALUE NAME=\"ClassName\"><CLASSNAME NAME=\"KIVO_ScaleItem\"/></IPARAMVALUE>"));
+std::string const kGetInstance =
+    e2e::intrinsicRequest("GetInstance", "<IPARAMVALUE NAME=\"InstanceName\">" + e2e::kDisk0 + "</IPARAMVALUE>");
+std::string const kEnumerate = e2e::intrinsicRequest("EnumerateInstances", e2e::classParam("KIVO_ScaleItem"));
 
 int durationSeconds() {
     char const* text = std::getenv("KIVO_STARVATION_SECONDS");

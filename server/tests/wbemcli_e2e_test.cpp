@@ -5,23 +5,16 @@
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-
 namespace {
 
-class WbemcliTest : public ::testing::TestWithParam<bool> {
+class WbemcliTest : public e2e::ServerTest, public ::testing::WithParamInterface<bool> {
 protected:
     void SetUp() override {
         ASSERT_TRUE(e2e::haveWbemcli()) << "wbemcli is missing: scripts/bootstrap installs sblim-wbemcli";
-        std::string error;
         // Chunked answers exactly when the client asks with TE (wbemcli -cte),
         // so that the plain runs really get length-delimited responses.
-        ASSERT_TRUE(server.start({"--threads", "4", "--read-timeout", "10", "--log-level", "error",
-                                  "--transfer-encoding", "ConditionalChunked"},
-                                 error))
-            << error;
+        start({"--threads", "4", "--read-timeout", "10", "--transfer-encoding", "ConditionalChunked"});
     }
-    void TearDown() override { EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not exit cleanly"; }
 
     // wbemcli `op` [-cte] on `path` (relative to the namespace URL), then `extra`.
     int run(std::string const& op, std::string const& path, std::vector<std::string> const& extra = {}) {
@@ -36,7 +29,6 @@ protected:
         return ":KIVO_DiskDrive.SystemName=\"host1\",DeviceID=\"" + id + "\"";
     }
 
-    e2e::ServerProcess server;
     std::string out;
 };
 
