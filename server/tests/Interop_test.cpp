@@ -83,18 +83,15 @@ protected:
         EXPECT_EQ(found.size(), 1u) << cls;
         return found.empty() ? nullptr : found.front();
     }
-    static KVOSmrPtr<IKivoInstanceName> profile(char const* registeredName) {
-        for (auto const& p : instances("CIM_RegisteredProfile"))
-            if (property(*p, "RegisteredName") == registeredName) return p->getInstanceName();
-        ADD_FAILURE() << "no profile " << registeredName;
+    // The path of the instance of `cls` whose `property` is `value`.
+    static KVOSmrPtr<IKivoInstanceName> find(char const* cls, char const* property, char const* value) {
+        for (auto const& i : instances(cls))
+            if (::property(*i, property) == value) return i->getInstanceName();
+        ADD_FAILURE() << "no " << cls << " with " << property << " " << value;
         return nullptr;
     }
-    static KVOSmrPtr<IKivoInstanceName> nameSpace(char const* name) {
-        for (auto const& n : all(om->enumerateInstanceNames(kNs, "CIM_Namespace")))
-            if (n->getKey("Name")->toString() == name) return n;
-        ADD_FAILURE() << "no namespace " << name;
-        return nullptr;
-    }
+    static KVOSmrPtr<IKivoInstanceName> profile(char const* name) { return find("CIM_RegisteredProfile", "RegisteredName", name); }
+    static KVOSmrPtr<IKivoInstanceName> nameSpace(char const* name) { return find("CIM_Namespace", "Name", name); }
 
     static ObjectManager* om;
     static std::string loadError;
