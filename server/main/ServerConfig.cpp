@@ -16,6 +16,14 @@ namespace {
 char const* const QORA_SECTION = "QORA";
 char const* const SERVER_SECTION = "Server";
 char const* const USERS_SECTION = "Users";
+char const* const SCHEMA_SECTION = "Schema";
+
+std::string addSchema(std::string const& nameSpace, std::string const& file, ServerSettings& s) {
+    if (nameSpace.empty()) return "the namespace is empty";
+    if (file.empty()) return "the MOF file of " + nameSpace + " is empty";
+    s.schema.emplace_back(nameSpace, file);
+    return "";
+}
 
 std::string addUser(std::string const& name, std::string const& password, ServerSettings& s) {
     if (name.empty()) return "the user name is empty";
@@ -130,6 +138,22 @@ std::vector<Setting> const& settingsTable() {
              if (colon == std::string::npos) return "'" + text + "' is not NAME:PASSWORD";
              return addUser(text.substr(0, colon), text.substr(colon + 1), s);
          }},
+        {SCHEMA_SECTION, "NAMESPACE", "--schema", "NAMESPACE=FILE",
+         "compile the MOF FILE into NAMESPACE at start-up, after those named before it; given at all, these "
+         "replace the default model (interop.mof into root/interop, kivo.mof into root/cimv2)",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             std::size_t const eq = text.find('=');
+             if (eq == std::string::npos) return "'" + text + "' is not NAMESPACE=FILE";
+             return addSchema(text.substr(0, eq), text.substr(eq + 1), s);
+         }},
+        {SERVER_SECTION, "SchemaPath", "--schema-path", "DIR",
+         "a directory where relative MOF files and their includes are looked up, after those named before it; "
+         "given at all, these replace the default (the server's MOF directory, then the DMTF schema)",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             if (text.empty()) return "the directory is empty";
+             s.schemaPath.push_back(text);
+             return "";
+         }},
         {SERVER_SECTION, "ScaleInstances", "--scale-instances", "N",
          "instances of the scale class, generated on demand (default 1000)",
          number(0, 100000000, [](ServerSettings& s, long v) { s.scaleInstances = v; })},
@@ -207,6 +231,11 @@ int iniHandler(void* user, char const* section, char const* name, char const* va
     std::string key(name);
     if (sec == USERS_SECTION) {
         std::string problem = addUser(key, value, *state->settings);
+        if (!problem.empty()) state->error = "[" + sec + "] " + problem;
+        return problem.empty() ? 1 : 0;
+    }
+    if (sec == SCHEMA_SECTION) {
+        std::string problem = addSchema(key, value, *state->settings);
         if (!problem.empty()) state->error = "[" + sec + "] " + problem;
         return problem.empty() ? 1 : 0;
     }
@@ -299,12 +328,16 @@ std::string usage(char const* programName) {
         << "  [Server]\n  Address = 127.0.0.1\n  Port = 5988\n  Threads = 0\n  MaxConnections = 1024\n"
         << "  MaxConnectionsPerPeer = 256\n  ReadTimeout = 30\n  IdleTimeout = 60\n  SendTimeout = 30\n"
         << "  ShutdownTimeout = 10\n  BodyBudget = 256\n  StreamBound = 1000\n  Authentication = basic\n  ScaleInstances = 1000\n"
-        << "  LogLevel = warning\n  [Users]\n  alice = secret\n"
+        << "  LogLevel = warning\n  SchemaPath = /usr/share/kivo/mof\n  [Users]\n  alice = secret\n"
+        << "  [Schema]\n  root/interop = interop.mof\n  root/cimv2 = kivo.mof\n"
         << "  [QORA]\n  HTTPTransferEncoding = Chunked\n  CimTransactionTimeout = 600\n\n"
         << "With port 0 the server prints \"listening on ADDRESS:PORT\" once it accepts connections.\n"
         << "With basic authentication a request without valid credentials is answered 401.\n"
         << "SIGTERM or SIGINT stops it: responses in progress may finish within ShutdownTimeout, then are cut;\n"
-        << "it exits with status 0 at the latest a second after that.\n";
+        << "it exits with status 0 at the latest a second after that.\n"
+        << "Exit status: 0 after a stop, 1 when the listener or the object manager could not start, 2 for a\n"
+        << "wrong command line or configuration, 3 when a schema file did not load (its file:line:column:\n"
+        << "message on standard error).\n";
     return out.str();
 }
 

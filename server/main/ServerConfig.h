@@ -1,7 +1,7 @@
 // The server's settings: an INI file read with libinih, then
 // command-line flags that override it.
 //
-// Three sections matter. "QORA" holds the keys the adapters' common layer reads
+// Four sections matter. "QORA" holds the keys the adapters' common layer reads
 // from the configuration manager ("HTTPTransferEncoding",
 // "CimTransactionTimeout"); every key of that section is copied into
 // QORAConfigManager as it is. "Server" holds the listener's and the object
@@ -9,13 +9,15 @@
 // timeout, stream bound, authentication, scale instance count), which are
 // parsed into ServerSettings. "Users" holds one "name = password" line per
 // user that HTTP Basic authentication accepts (values are trimmed; a password
-// may not be empty). Flags write to the
+// may not be empty). "Schema" holds one "NAMESPACE = FILE" line per MOF file
+// the server compiles at start-up, in order (ServerSettings::schema). Flags write to the
 // same places, so a flag and the INI key it overrides always mean the same.
 // Built once at start-up on the main thread.
 #pragma once
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace refserver {
@@ -43,6 +45,12 @@ struct ServerSettings {
     long enumerationThreads = 16;          // threads producing for pulled enumerations
     long streamThreads = 64;               // threads producing for streamed answers
     long maxReferenceNesting = 8;          // VALUE.REFERENCE levels a request may nest
+    // MOF compiled at start-up, in order: (namespace, file). Empty: the
+    // default model (interop.mof into root/interop, kivo.mof into root/cimv2).
+    std::vector<std::pair<std::string, std::string>> schema;
+    // The compile's include path, where relative files are found too. Empty:
+    // the server's MOF directory, then the unpacked DMTF schema.
+    std::vector<std::string> schemaPath;
     std::string logLevel = "warning";  // least severity printed: trace, info, warning, error, critical, none
 };
 

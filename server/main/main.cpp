@@ -3,8 +3,12 @@
 // that hands it every request.
 //
 // Start-up: settings (INI file and flags; ServerConfig.h), the object manager started
-// (STARTED once the model is loaded), the listener bound; then one line
-// "listening on ADDRESS:PORT" on standard output. SIGTERM or SIGINT stops
+// (STARTED once the model is loaded: the schema's MOF compiled in order, then
+// the model's code parts, DefaultModel.h), the listener bound; then one line
+// "listening on ADDRESS:PORT" on standard output. A schema file that does not
+// load stops the server before it listens: the compiler's
+// "file:line:column: message" on standard error, exit status 3 (2: a wrong
+// command line or configuration; 1: another start-up failure). SIGTERM or SIGINT stops
 // it: the listener stops accepting and closes idle connections, the object
 // manager goes SHUTTING_DOWN, responses under way finish (those still running
 // after ShutdownTimeout have their connections cut, so their writes fail), the
@@ -46,6 +50,8 @@ constexpr rlim_t kSpareDescriptors = 128;
 // How long after the shutdown deadline the process waits for the object
 // manager's producers of abandoned operations before it exits without them.
 constexpr std::chrono::milliseconds kProducerGrace{1000};
+// The exit status when a schema file does not load.
+constexpr int kSchemaExitStatus = 3;
 
 KivoTraceLog::Severity severityNamed(std::string const& level) {
     if (level == "trace") return KivoTraceLog::KIVO_TRACE;
@@ -93,6 +99,11 @@ int main(int argc, char** argv) {
 
     kivo::om::ModelSettings model;
     model.scaleInstances = static_cast<unsigned>(settings.scaleInstances);
+    if (!settings.schema.empty()) {
+        model.schema.clear();
+        for (auto const& [nameSpace, file] : settings.schema) model.schema.push_back({nameSpace, file});
+    }
+    if (!settings.schemaPath.empty()) model.schemaPath = settings.schemaPath;
     kivo::om::Options omOptions;
     omOptions.store.maxInstancesPerClass = static_cast<std::size_t>(settings.maxInstancesPerClass);
     omOptions.store.maxBytes = static_cast<std::uint64_t>(settings.maxInstanceMiB) << 20;
@@ -100,12 +111,24 @@ int main(int argc, char** argv) {
     omOptions.enumerations.producerThreads = static_cast<std::size_t>(settings.enumerationThreads);
     omOptions.streamThreads = static_cast<std::size_t>(settings.streamThreads);
     kivo::om::HandlerContext objectManager(model, omOptions);
+    auto const loadStart = std::chrono::steady_clock::now();
     try {
         objectManager.start();
+    } catch (kivo::om::ModelLoadError const& e) {
+        std::fprintf(stderr, "%s: the schema did not load: %s\n", argv[0], e.what());
+        return kSchemaExitStatus;
     } catch (std::exception const& e) {
         std::fprintf(stderr, "%s: the object manager did not start: %s\n", argv[0], e.what());
         return 1;
     }
+
+    KVOLog::log("kivo-cimxml-server",
+                "model loaded in " +
+                    KVOString::itoa(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                        std::chrono::steady_clock::now() - loadStart)
+                                        .count()) +
+                    " ms",
+                KivoTraceLog::KIVO_INFORMATION, 0, 0, KVOLog::CIMOMLOG);
 
     // ExecQuery with a select list is answered as rows, read from the model.
     cimxmlpa::setQueryRowSource([&objectManager](KVOString const& nameSpace, KVOString const& language,

@@ -1,7 +1,13 @@
 #include "objectmanager/DefaultModel.h"
 
-#include "objectmanager/ClassBuilder.h"
 #include "objectmanager/CimStatus.h"
+#include "objectmanager/Instances.h"
+
+#include "mof/MofCompiler.h"
+
+
+#include <filesystem>
+#include <memory>
 
 namespace kivo::om {
 
@@ -13,117 +19,6 @@ KVOSmrPtr<IKivoValue> text(KVOString s) { return CKivoValue::makeString(std::mov
 KVOSmrPtr<IKivoValue> uint(T type, std::uint64_t v) { return CKivoValue::makeUnsigned(type, v); }
 KVOSmrPtr<IKivoValue> ref(KVOString const& ns, KVOString const& cls, std::vector<KVOKeyBinding> keys) {
     return CKivoValue::makeReference(KVOSmrPtr<IKivoInstanceName>(new CKivoInstanceName(ns, cls, std::move(keys), "")));
-}
-
-void declareQualifiers(ClassRepository& repo, KVOString const& ns) {
-    using S = KVOQualifierScope;
-    auto declare = [&](char const* name, T type, KVOSmrPtr<IKivoValue> def, unsigned scopes, KVOQualifierFlavors f) {
-        repo.addQualifierDecl(ns, KVOSmrPtr<qora::IQualifierDef>(new CKivoQualifierDef(name, type, false, def, scopes, f)));
-    };
-    KVOQualifierFlavors const fixed{false, true, false, false};
-    KVOQualifierFlavors const restricted{false, false, false, false};
-    KVOQualifierFlavors const translatable{true, true, false, true};
-    declare("Abstract", T::Boolean, CKivoValue::makeBoolean(false), S::CLASS | S::ASSOCIATION | S::INDICATION, restricted);
-    declare("Association", T::Boolean, CKivoValue::makeBoolean(false), S::ASSOCIATION, fixed);
-    declare("Description", T::String, nullptr, S::ANY, translatable);
-    declare("Key", T::Boolean, CKivoValue::makeBoolean(false), S::PROPERTY | S::REFERENCE, fixed);
-    declare("IN", T::Boolean, CKivoValue::makeBoolean(true), S::PARAMETER, fixed);
-    declare("OUT", T::Boolean, CKivoValue::makeBoolean(false), S::PARAMETER, fixed);
-    declare("Static", T::Boolean, CKivoValue::makeBoolean(false), S::METHOD | S::PROPERTY, fixed);
-    declare("Units", T::String, nullptr, S::PROPERTY | S::METHOD | S::PARAMETER, translatable);
-}
-
-void declareCimv2(ClassRepository& repo) {
-    ClassBuilder(repo, kCimv2, "KIVO_ManagedElement")
-        .qualifier("Abstract")
-        .qualifier("Description", "The root of the reference model's managed objects.")
-        .property("Caption", T::String)
-        .qualifier("Description", "A short one-line description of the object.")
-        .property("Description", T::String)
-        .property("ElementName", T::String)
-        .commit();
-    ClassBuilder(repo, kCimv2, "KIVO_LogicalDevice", "KIVO_ManagedElement")
-        .qualifier("Abstract")
-        .qualifier("Description", "A device of a computer system.")
-        .key("SystemName", T::String)
-        .key("DeviceID", T::String)
-        .property("EnabledState", T::UInt16, uint(T::UInt16, 2))
-        .property("Status", T::String, text("OK"))
-        .commit();
-    ClassBuilder(repo, kCimv2, "KIVO_DiskDrive", "KIVO_LogicalDevice")
-        .qualifier("Description", "A disk drive.")
-        .property("Status", T::String, text("OK"))
-        .qualifier("Description", "The drive's health as last checked.")
-        .property("Capacity", T::UInt64)
-        .qualifier("Units", "Bytes")
-        .property("MediaType", T::String)
-        .property("Removable", T::Boolean, CKivoValue::makeBoolean(false))
-        .method("Resize", T::UInt32)
-        .qualifier("Description", "Sets the capacity; answers 0 on success.")
-        .in("NewCapacity", T::UInt64)
-        .qualifier("Units", "Bytes")
-        .out("OldCapacity", T::UInt64)
-        .commit();
-    ClassBuilder(repo, kCimv2, "KIVO_NetworkPort", "KIVO_LogicalDevice")
-        .qualifier("Description", "A network port.")
-        .property("Speed", T::UInt64)
-        .qualifier("Units", "Bits per Second")
-        .property("PermanentAddress", T::String)
-        .commit();
-    ClassBuilder(repo, kCimv2, "KIVO_ComputerSystem", "KIVO_ManagedElement")
-        .qualifier("Description", "A computer system.")
-        .key("Name", T::String)
-        .arrayProperty("Roles", T::String)
-        .property("InstallDate", T::DateTime)
-        .property("EnabledState", T::UInt16, uint(T::UInt16, 2))
-        .method("RequestStateChange", T::UInt32)
-        .qualifier("Description", "Changes EnabledState; answers 0 on success.")
-        .in("RequestedState", T::UInt16)
-        .out("PreviousState", T::UInt16)
-        .method("CountDevices", T::UInt32)
-        .qualifier("Static")
-        .qualifier("Description", "The number of logical devices.")
-        .commit();
-    ClassBuilder(repo, kCimv2, "KIVO_SystemDevice")
-        .qualifier("Association")
-        .qualifier("Description", "Links a computer system to its devices.")
-        .reference("GroupComponent", "KIVO_ComputerSystem")
-        .reference("PartComponent", "KIVO_LogicalDevice")
-        .commit();
-    ClassBuilder(repo, kCimv2, "KIVO_ScaleItem", "KIVO_ManagedElement")
-        .qualifier("Description", "Generated items, as many as the server is told to offer.")
-        .key("Index", T::UInt32)
-        .property("Value", T::SInt64)
-        .property("Ratio", T::Real64)
-        .property("Flag", T::Boolean)
-        .commit();
-
-    // The classes the captured client requests address.
-    ClassBuilder(repo, kCimv2, "Sample_Base").qualifier("Abstract").property("Caption", T::String).commit();
-    ClassBuilder(repo, kCimv2, "Sample_System", "Sample_Base").key("Name", T::String).commit();
-    ClassBuilder(repo, kCimv2, "Sample_Disk", "Sample_Base")
-        .key("DeviceID", T::String)
-        .key("SystemName", T::String)
-        .property("Size", T::UInt64)
-        .commit();
-    ClassBuilder(repo, kCimv2, "Sample_Hosted")
-        .qualifier("Association")
-        .reference("Antecedent", "Sample_System")
-        .reference("Dependent", "Sample_Disk")
-        .commit();
-}
-
-void declareInterop(ClassRepository& repo) {
-    ClassBuilder(repo, kInterop, "KIVO_Namespace")
-        .qualifier("Description", "A namespace of the object manager.")
-        .key("Name", T::String)
-        .commit();
-    ClassBuilder(repo, kInterop, "KIVO_ObjectManager")
-        .qualifier("Description", "The object manager itself.")
-        .key("Name", T::String)
-        .property("ElementName", T::String)
-        .property("Description", T::String)
-        .commit();
 }
 
 // KIVO_ScaleItem: `count` instances made on demand from their index.
@@ -160,20 +55,6 @@ private:
     }
 
     unsigned const _count;
-};
-
-// KIVO_Namespace: one instance per namespace of the repository.
-class NamespaceProvider : public InstanceProvider {
-public:
-    explicit NamespaceProvider(ClassRepository const& repository) : _repository(repository) {}
-
-    void enumerate(KVOString const& nameSpace, IKivoClass const& cls, Sink<KVOSmrPtr<IKivoObject>> const& out) override {
-        for (KVOString const& name : _repository.namespaces())
-            if (!out(buildInstance(nameSpace, cls, {{"Name", text(name)}}))) return;
-    }
-
-private:
-    ClassRepository const& _repository;
 };
 
 KVOSmrPtr<IKivoObject> instance(KVOString const& cls, PropertyValues values) {
@@ -221,10 +102,6 @@ void createInstances(ObjectManager& om) {
                                                                              {"SystemName", text("host1")}})}}));
     }
 
-    om.createInstance(kInterop, instance("KIVO_ObjectManager",
-                                         {{"Name", text("kivo")},
-                                          {"ElementName", text("Kivo reference object manager")},
-                                          {"Description", text("An in-memory object manager serving CIM-XML.")}}));
 }
 
 // Reads a property of the instance a method runs on.
@@ -259,18 +136,66 @@ void registerMethods(ObjectManager& om) {
 
 }  // namespace
 
-void loadDefaultModel(ObjectManager& om, ModelSettings const& settings) {
-    ClassRepository& repo = om.repository();
-    for (char const* ns : {kCimv2, kInterop}) {
-        repo.addNamespace(ns);
-        declareQualifiers(repo, ns);
+namespace {
+
+// The directory of the running executable, or "".
+std::filesystem::path executableDirectory() {
+    std::error_code ec;
+    std::filesystem::path const exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+    return ec ? std::filesystem::path() : exe.parent_path();
+}
+
+// `file` as given when absolute, else the first schema directory holding it,
+// else as given (relative to the working directory).
+std::string locate(std::string const& file, std::vector<std::string> const& path) {
+    if (std::filesystem::path(file).is_absolute()) return file;
+    for (std::string const& dir : path) {
+        std::filesystem::path const candidate = std::filesystem::path(dir) / file;
+        std::error_code ec;
+        if (std::filesystem::is_regular_file(candidate, ec)) return candidate.string();
     }
-    declareCimv2(repo);
-    declareInterop(repo);
-    om.registerProvider(kCimv2, "KIVO_ScaleItem", std::make_shared<ScaleProvider>(settings.scaleInstances));
-    om.registerProvider(kInterop, "KIVO_Namespace", std::make_shared<NamespaceProvider>(repo));
-    registerMethods(om);
-    createInstances(om);
+    return file;
+}
+
+void compileSchema(ObjectManager& om, ModelSettings const& settings) {
+    for (SchemaFile const& s : settings.schema) {
+        std::string const file = locate(s.file, settings.schemaPath);
+        mof::MofCompiler compiler(om.repository(), KVOString(s.nameSpace.c_str()));
+        compiler.setIncludePath(settings.schemaPath);
+        mof::MofResult const r = compiler.compileFile(file);
+        if (!r.ok()) throw ModelLoadError(r.error->text());
+        for (mof::MofInstance const& i : r.instances) {
+            try {
+                om.createInstance(i.nameSpace, i.instance);
+            } catch (KivoBaseException const& e) {
+                throw ModelLoadError(file + ": instance of " + i.instance->getClassName().str() + ": " +
+                                     e.getMessage().str());
+            }
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> defaultSchemaPath() {
+    std::filesystem::path const installed = executableDirectory().parent_path() / "share" / "kivo" / "mof";
+    std::error_code ec;
+    if (std::filesystem::is_regular_file(installed / "kivo.mof", ec))
+        return {installed.string(), (installed / "cim-schema-2.49.0").string()};
+    return {KIVO_MODEL_MOF_DIR, KIVO_CIM_SCHEMA_MOF_DIR};
+}
+
+std::vector<SchemaFile> defaultSchema() { return {{kInterop, "interop.mof"}, {kCimv2, "kivo.mof"}}; }
+
+void loadDefaultModel(ObjectManager& om, ModelSettings const& settings) {
+    compileSchema(om, settings);
+    ClassRepository& repo = om.repository();
+    if (repo.getClass(kCimv2, "KIVO_ScaleItem")) {
+        om.registerProvider(kCimv2, "KIVO_ScaleItem", std::make_shared<ScaleProvider>(settings.scaleInstances));
+        registerMethods(om);
+        createInstances(om);
+    }
+    if (repo.hasNamespace(kInterop)) addInteropProviders(om, settings.identity, kInterop);
 }
 
 }  // namespace kivo::om

@@ -1,28 +1,71 @@
-// The model the server starts with, embedded in the code.
+// The model the server starts with: classes and instances from MOF files,
+// and what only code can do.
 //
-// root/cimv2 holds a small hierarchy under the KIVO_ prefix: an abstract
-// managed element; logical devices (disk drives, network ports) and a
-// computer system; the association KIVO_SystemDevice between a system and
-// its devices; methods with input and output parameters and a return value
-// (KIVO_DiskDrive.Resize, KIVO_ComputerSystem.RequestStateChange, and the
-// static KIVO_ComputerSystem.CountDevices); and the scale class
-// KIVO_ScaleItem, whose instances a provider makes on demand (their number is
-// a setting). It also holds the small Sample_ model that the captured client
-// requests of the CIM-XML samples address. root/interop holds KIVO_Namespace
-// (one instance per namespace, made on demand) and KIVO_ObjectManager. Both
-// namespaces declare the standard qualifiers the classes use.
+// The classes come from MOF compiled in order into the object manager's
+// repository (ModelSettings::schema); instances declared there are created in
+// the store. The defaults load server/mof/model/interop.mof into root/interop
+// and kivo.mof into root/cimv2, with the include path the server's MOF
+// directory (the model files) and then the unpacked DMTF CIM Schema.
+//
+// The code adds, wherever the classes of kivo.mof were loaded into root/cimv2:
+// the instances of a computer system, its devices (disk drives, a network
+// port) and the KIVO_SystemDevice associations between them; the small
+// Sample_ model that the captured client requests address; the methods
+// KIVO_DiskDrive.Resize, KIVO_ComputerSystem.RequestStateChange and the static
+// KIVO_ComputerSystem.CountDevices; and the provider of KIVO_ScaleItem, whose
+// instances are made on demand (their number is a setting). When root/interop
+// was loaded, the interop providers (Interop.h) are added there.
+//
+// Who calls it: HandlerContext::start() (so the server at start-up), tests.
+// Threading: once, on the starting thread, before requests are served.
 #pragma once
 
+#include "objectmanager/Interop.h"
 #include "objectmanager/ObjectManager.h"
+
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace kivo::om {
 
-struct ModelSettings {
-    // Number of KIVO_ScaleItem instances.
-    unsigned scaleInstances = 1000;
+// One MOF file to compile, starting in `nameSpace`.
+struct SchemaFile {
+    std::string nameSpace;
+    std::string file;  // relative: looked up in the schema path, in order
 };
 
-// Fills an empty object manager with the default model.
+// The MOF directories the server finds by itself: the directory of the model
+// files, then the unpacked DMTF schema. An installed server uses
+// <prefix>/share/kivo/mof (the schema under it, in cim-schema-2.49.0), found
+// beside the executable; a server run from its build tree uses the source's
+// model files and the build's unpacked schema.
+std::vector<std::string> defaultSchemaPath();
+// interop.mof into root/interop, then kivo.mof into root/cimv2.
+std::vector<SchemaFile> defaultSchema();
+
+struct ModelSettings {
+    ModelSettings(unsigned scale = 1000) : scaleInstances(scale) {}
+
+    // Number of KIVO_ScaleItem instances.
+    unsigned scaleInstances;
+    // The MOF compiled into the repository, in order.
+    std::vector<SchemaFile> schema = defaultSchema();
+    // The include path of the compile, where relative schema files are found too.
+    std::vector<std::string> schemaPath = defaultSchemaPath();
+    // What the interop namespace says of the server.
+    ServerIdentity identity;
+};
+
+// A schema file that did not compile or whose instances could not be
+// created: what() is the compiler's "file:line:column: message" (or the
+// file and the reason).
+class ModelLoadError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Fills an empty object manager with the model. Raises ModelLoadError.
 void loadDefaultModel(ObjectManager& om, ModelSettings const& settings);
 
 // The namespaces of the default model.

@@ -1,79 +1,100 @@
-// server/mof/model/kivo.mof declares the same classes as the model built in
-// code (DefaultModel.cpp): class by class, the same superclass, qualifiers,
-// properties, methods and parameters, origins and propagated flags, so the
-// server can load its model from MOF without a client seeing a difference.
-#include "mof/MofCompiler.h"
+// The model the server loads at start-up: kivo.mof and interop.mof compiled
+// with the default include path, the code parts attached to the classes that
+// kivo.mof declares, and the errors that stop a start-up.
 #include "objectmanager/DefaultModel.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
-std::string text(KVOSmrPtr<IKivoValue> const& v) { return v ? v->toString().str() : "NULL"; }
+using kivo::om::ModelLoadError;
+using kivo::om::ModelSettings;
+using kivo::om::ObjectManager;
 
-// The qualifiers, one line each, sorted; Override is left out (the code
-// overrides without it).
-std::string qualifiers(std::vector<KVOSmrPtr<IKivoQualifier>> const& qs, std::string const& indent) {
-    std::vector<std::string> lines;
-    for (auto const& q : qs) {
-        if (q->getName().equalsIgnoreCase("Override")) continue;
-        KVOQualifierFlavors const f = q->getFlavors();
-        lines.push_back(indent + "[" + q->getName().str() + "=" + text(q->getValue()) + " " + KVOCIMTypes::name(q->getCIMType()).str() +
-                        (f.overridable ? " overridable" : "") + (f.toSubclass ? " tosubclass" : "") +
-                        (f.translatable ? " translatable" : "") + (q->isPropagated() ? " propagated" : "") + "]\n");
+std::string load(ModelSettings const& settings, ObjectManager& om) {
+    try {
+        kivo::om::loadDefaultModel(om, settings);
+    } catch (ModelLoadError const& e) {
+        return e.what();
     }
-    std::sort(lines.begin(), lines.end());
-    std::string out;
-    for (auto const& l : lines) out += l;
-    return out;
+    return "";
 }
 
-std::string describe(IKivoClass const& c) {
-    std::string out = "class " + c.getName().str() + " : " + c.getSuperClassName().str() + "\n" + qualifiers(c.getQualifiers(), "");
-    for (auto const& p : c.getProperties())
-        out += "  " + KVOCIMTypes::name(p->getCIMType()).str() + (p->isArray() ? "[] " : " ") + p->getName().str() + " ref=" +
-               p->getReferenceClass().str() + " = " + text(p->getValue()) + " origin=" + p->getClassOrigin().str() +
-               (p->isPropagated() ? " propagated" : "") + "\n" + qualifiers(p->getQualifiers(), "    ");
-    for (auto const& m : c.getMethods()) {
-        out += "  " + KVOCIMTypes::name(m->getReturnType()).str() + " " + m->getName().str() + "() origin=" +
-               m->getClassOrigin().str() + (m->isPropagated() ? " propagated" : "") + "\n" + qualifiers(m->getQualifiers(), "    ");
-        for (auto const& a : m->getParameters())
-            out += "    " + KVOCIMTypes::name(a->getCIMType()).str() + (a->isArray() ? "[] " : " ") + a->getName().str() + "\n" +
-                   qualifiers(a->getQualifiers(), "      ");
+TEST(MofModel, DefaultModelLoadsWithItsCodeParts) {
+    ObjectManager om;
+    ASSERT_EQ(load(ModelSettings{3}, om), "");
+    kivo::om::ClassRepository& repo = om.repository();
+    // The DMTF root is inherited, with its properties and their origin.
+    KVOSmrPtr<IKivoClass> disk = repo.getClass(kivo::om::kCimv2, "KIVO_DiskDrive");
+    ASSERT_TRUE(disk);
+    EXPECT_EQ(disk->getSuperClassName(), "KIVO_LogicalDevice");
+    for (char const* inherited : {"InstanceID", "Caption", "Description", "ElementName", "Generation"}) {
+        KVOSmrPtr<IKivoProperty> p = disk->getProperty(inherited);
+        ASSERT_TRUE(p) << inherited;
+        EXPECT_EQ(p->getClassOrigin(), "CIM_ManagedElement") << inherited;
     }
-    return out;
+    EXPECT_TRUE(repo.getClass(kivo::om::kCimv2, "CIM_ManagedElement"));
+    EXPECT_FALSE(repo.getClass(kivo::om::kInterop, "KIVO_Namespace"));
+    EXPECT_TRUE(repo.hasNamespace(kivo::om::kInterop));
+    // Instances made in code, and the scale provider's.
+    std::size_t devices = 0, scale = 0;
+    om.enumerateInstanceNames(kivo::om::kCimv2, "KIVO_LogicalDevice")([&](auto const&) { return ++devices, true; });
+    om.enumerateInstanceNames(kivo::om::kCimv2, "KIVO_ScaleItem")([&](auto const&) { return ++scale, true; });
+    EXPECT_EQ(devices, 3u);
+    EXPECT_EQ(scale, 3u);
 }
 
-TEST(MofModel, DeclaresTheClassesOfTheModelBuiltInCode) {
-    kivo::om::ObjectManager om;
-    kivo::om::loadDefaultModel(om, kivo::om::ModelSettings{0});
-    kivo::om::ClassRepository& built = om.repository();
-
-    kivo::om::ClassRepository compiled;
-    kivo::mof::MofResult const r = kivo::mof::MofCompiler(compiled).compileFile(KIVO_MOF_MODEL);
-    ASSERT_TRUE(r.ok()) << r.error->text();
-
-    for (char const* ns : {kivo::om::kCimv2, kivo::om::kInterop}) {
-        std::vector<KVOSmrPtr<IKivoClass>> const want = built.subclasses(ns, "", true);
-        std::vector<KVOSmrPtr<IKivoClass>> const got = compiled.subclasses(ns, "", true);
-        ASSERT_EQ(got.size(), want.size()) << ns;
-        for (auto const& c : want) {
-            KVOSmrPtr<IKivoClass> other = compiled.getClass(ns, c->getName());
-            ASSERT_TRUE(other) << c->getName().str();
-            EXPECT_EQ(describe(*other), describe(*c));
-        }
-        for (auto const* d : built.qualifierDecls(ns)) {
-            qora::IQualifierDef const* other = compiled.getQualifierDecl(ns, d->getName());
-            ASSERT_TRUE(other) << d->getName().str();
-            EXPECT_EQ(other->getName(), d->getName());
-            EXPECT_EQ(other->getScopes(), d->getScopes()) << d->getName().str();
-            EXPECT_EQ(other->getFlavors(), d->getFlavors()) << d->getName().str();
-            EXPECT_EQ(text(other->getDefault()), text(d->getDefault())) << d->getName().str();
+// Schema files a start-up is given: where they are found, what they make,
+// and the message that stops the start-up.
+TEST(MofModel, SchemaFilesLoadOrStopWithTheCompilersMessage) {
+    std::filesystem::path const dir =
+        std::filesystem::temp_directory_path() / ("kivo_mof_model_" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir);
+    auto write = [&](char const* name, char const* text) { std::ofstream(dir / name) << text; };
+    write("good.mof",
+          "#pragma include (\"qualifiers.mof\")\n"
+          "class Test_Item { [Key] string Id; };\n"
+          "instance of Test_Item { Id = \"a\"; };\n");
+    write("twice.mof",
+          "#pragma include (\"qualifiers.mof\")\n"
+          "class Test_Item { [Key] string Id; };\n"
+          "instance of Test_Item { Id = \"a\"; };\ninstance of Test_Item { Id = \"a\"; };\n");
+    write("bad.mof", "#pragma include (\"qualifiers.mof\")\nclass Test_Item : Test_Missing {\n};\n");
+    std::vector<std::string> const path = {dir.string(), ModelSettings().schemaPath.back()};
+    struct Case {
+        std::string file;
+        std::string error;  // "": loads; else the start of the message
+    };
+    Case const cases[] = {
+        {"good.mof", ""},
+        {(dir / "good.mof").string(), ""},
+        {"bad.mof", (dir / "bad.mof").string() + ":2:"},
+        {"missing.mof", "missing.mof"},
+        {"twice.mof", (dir / "twice.mof").string() + ": instance of Test_Item: "},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.file);
+        ObjectManager om;
+        ModelSettings settings(0);
+        settings.schema = {{"root/test", c.file}};
+        settings.schemaPath = path;
+        std::string const error = load(settings, om);
+        if (c.error.empty()) {
+            ASSERT_EQ(error, "");
+            std::size_t n = 0;
+            om.enumerateInstanceNames("root/test", "Test_Item")([&](auto const&) { return ++n, true; });
+            EXPECT_EQ(n, 1u);
+            EXPECT_FALSE(om.repository().hasNamespace(kivo::om::kCimv2));
+        } else {
+            EXPECT_EQ(error.rfind(c.error, 0), 0u) << error;
         }
     }
+    std::filesystem::remove_all(dir);
 }
 
 }  // namespace

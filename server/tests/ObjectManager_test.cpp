@@ -148,10 +148,10 @@ TEST_F(ObjectManagerTest, GetClassResolvesInheritanceAndHonoursEveryClassOption)
     KVOSmrPtr<IKivoClass> cls = full->getClass();
     EXPECT_EQ(cls->getSuperClassName(), KVOString("KIVO_LogicalDevice"));
     EXPECT_EQ(namesOf(cls->getProperties()),
-              (std::set<std::string>{"Caption", "Description", "ElementName", "SystemName", "DeviceID",
-                                     "EnabledState", "Status", "Capacity", "MediaType", "Removable"}));
+              (std::set<std::string>{"InstanceID", "Caption", "Description", "ElementName", "Generation", "SystemName",
+                                     "DeviceID", "EnabledState", "Status", "Capacity", "MediaType", "Removable"}));
     EXPECT_TRUE(cls->getProperty("caption")->isPropagated());
-    EXPECT_EQ(cls->getProperty("Caption")->getClassOrigin(), KVOString("KIVO_ManagedElement"));
+    EXPECT_EQ(cls->getProperty("Caption")->getClassOrigin(), KVOString("CIM_ManagedElement"));
     // Status is overridden: the class's own, with the inherited qualifiers it
     // did not redefine marked propagated.
     EXPECT_FALSE(cls->getProperty("Status")->isPropagated());
@@ -245,7 +245,7 @@ TEST_F(ObjectManagerTest, UnknownNamespaceClassAndQualifierGiveTheirCodes) {
     ASSERT_EQ(run(all), 0);
     std::set<std::string> declared;
     for (auto const* q : *all->getQualifierList()) declared.insert(q->getName().str());
-    EXPECT_TRUE(declared.count("Key") && declared.count("Association") && declared.count("OUT"));
+    EXPECT_TRUE(declared.count("Key") && declared.count("Association") && declared.count("Out"));
 
     auto one = make<KivoGetQualifierOperationBase>();
     one->setQualifierName("key");

@@ -125,6 +125,10 @@ TEST_F(ServerConfigTest, RefusesWhatItCannotUse) {
         {"user with an empty password", {"--user", "alice:"}, "password of 'alice' is empty"},
         {"user with an empty name", {"--user", ":pw"}, "user name is empty"},
         {"missing file", {"--config", "/nonexistent/kivo.ini"}, "cannot open"},
+        {"schema without a file", {"--schema", "root/x"}, "not NAMESPACE=FILE"},
+        {"schema with an empty file", {"--schema", "root/x="}, "MOF file of root/x is empty"},
+        {"schema with an empty namespace", {"--schema", "=a.mof"}, "namespace is empty"},
+        {"empty schema path", {"--schema-path", ""}, "directory is empty"},
     };
     for (Case const& c : cases) {
         ParsedCommandLine p = parse(c.args);
@@ -142,6 +146,26 @@ TEST_F(ServerConfigTest, RefusesWhatItCannotUse) {
     EXPECT_NE(badValue.error.find(":2:"), std::string::npos) << badValue.error;  // names the line
 }
 
+// The schema's files keep their order, the file's before the flags'; so do
+// the directories of the schema path. Nothing given leaves both empty (the
+// defaults).
+TEST_F(ServerConfigTest, SchemaFilesAndPathInOrder) {
+    EXPECT_TRUE(parse({}).settings.schema.empty());
+    EXPECT_TRUE(parse({}).settings.schemaPath.empty());
+    std::string ini = iniFile("[Schema]\nroot/interop = interop.mof\nroot/cimv2 = kivo.mof\nroot/cimv2 = extra.mof\n"
+                              "[Server]\nSchemaPath = /a\n");
+    ParsedCommandLine p = parse({"--schema", "root/dmtf=/s/cim_schema_2.49.0.mof", "--config", ini,
+                                 "--schema-path=/b", "--schema=root/x=y=z.mof"});
+    ASSERT_EQ(p.action, ParsedCommandLine::Run) << p.error;
+    std::vector<std::pair<std::string, std::string>> const schema = {{"root/interop", "interop.mof"},
+                                                                     {"root/cimv2", "kivo.mof"},
+                                                                     {"root/cimv2", "extra.mof"},
+                                                                     {"root/dmtf", "/s/cim_schema_2.49.0.mof"},
+                                                                     {"root/x", "y=z.mof"}};
+    EXPECT_EQ(p.settings.schema, schema);
+    EXPECT_EQ(p.settings.schemaPath, (std::vector<std::string>{"/a", "/b"}));
+}
+
 TEST_F(ServerConfigTest, HelpListsEveryFlagWithItsKey) {
     EXPECT_EQ(parse({"--port", "1", "--help"}).action, ParsedCommandLine::Help);
     std::string text = refserver::usage("server");
@@ -152,7 +176,8 @@ TEST_F(ServerConfigTest, HelpListsEveryFlagWithItsKey) {
                           "[Server] MaxConnections", "--stream-bound", "[Server] StreamBound", "--authentication",
                           "[Server] Authentication", "--user NAME:PASSWORD", "[Users] NAME", "--help",
                           "[Server] MaxConnectionsPerPeer", "[Server] IdleTimeout", "[Server] SendTimeout",
-                          "[Server] ShutdownTimeout", "[Server] BodyBudget"}) {
+                          "[Server] ShutdownTimeout", "[Server] BodyBudget", "--schema NAMESPACE=FILE",
+                          "[Schema] NAMESPACE", "--schema-path DIR", "[Server] SchemaPath"}) {
         EXPECT_NE(text.find(s), std::string::npos) << s;
     }
 }

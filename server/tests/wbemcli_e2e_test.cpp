@@ -45,7 +45,7 @@ TEST_P(WbemcliTest, EnumeratesClassNamesAndClasses) {
     EXPECT_EQ(out, "");
 
     ASSERT_EQ(run("ec", ""), 0) << out;
-    EXPECT_NE(out.find(":KIVO_DiskDrive Caption="), std::string::npos) << out;
+    EXPECT_NE(out.find(":KIVO_DiskDrive InstanceID=,Caption="), std::string::npos) << out;
 }
 
 TEST_P(WbemcliTest, GetsAClass) {
