@@ -216,7 +216,14 @@ void EnumerationContexts::startProducer(std::shared_ptr<Buffered<T>> const& e) {
             if (e->closed) return false;
             e->kept += held.size();
             e->append(held);
-            if (e->consumerWaits) e->changed.notify_all();
+            if (e->consumerWaits) {
+                e->changed.notify_all();
+            } else if (!last && _producers.queued() != 0) {
+                // Ahead of its client while another producer waits for a
+                // worker: make way (nothing made is lost).
+                parked = true;
+                return false;
+            }
             return true;
         };
         try {

@@ -18,12 +18,13 @@
 // once while the buffer is empty (a request may wait for it); so a result
 // made while others are buffered may wait in the producer's hands for its
 // next result or its end, and a slow producer's results reach the buffer as
-// they come once the buffer has run dry. A request
-// wakes its producer only when the producer waits for room, and a producer
-// wakes the request only when the request waits for results. An open enumeration that
-// nobody pulls holds no thread: a producer that has waited on its full
-// buffer for Limits::parkAfter without a request, or at once when another
-// producer waits for a worker, gives its worker back (it parks) and is kept
+// they come once the buffer has run dry. A request wakes its producer only
+// when the producer waits for room, and a producer wakes the request only
+// when the request waits for results. An open enumeration that nobody pulls
+// holds no thread: a producer that has waited on its full buffer for
+// Limits::parkAfter without a request, or, while another producer waits for
+// a worker, one that waits on its full buffer or has just handed over
+// results no request waits for, gives its worker back (it parks) and is kept
 // as data: its buffered results and how many it has produced. The next
 // request that finds room in the buffer runs it again on the pool, and it
 // skips the results it had produced before (so a resumed enumeration
