@@ -8,14 +8,18 @@
 #include <sys/random.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
-#include <deque>
+#include <iterator>
 
 namespace kivo::om {
 
 namespace {
 
 KVOString const WHERE("EnumerationContexts");
+
+// Most results a producer makes before it hands them to the buffer.
+constexpr std::size_t kHandOver = 64;
 
 [[noreturn]] void refuse(CimStatus code, KVOString const& message) { raise(code, WHERE, message); }
 
@@ -49,19 +53,67 @@ struct EnumerationContexts::Enumeration {
     bool closed = false;              // guarded by mutex
     bool finished = false;            // guarded by mutex: the producer has returned for good
     bool running = false;             // guarded by mutex: a run of the producer is on the pool
+    bool consumerWaits = false;       // guarded by mutex: the request waits on an empty buffer
+    bool producerWaits = false;       // guarded by mutex: the producer waits on a full buffer
     std::uint64_t kept = 0;           // guarded by mutex: results produced and not dropped (handed out or buffered)
     Clock::time_point activity;       // guarded by mutex: the last request's take (steady clock)
     int errorCode = 0;                // guarded by mutex: the producer's failure
     KVOString errorMessage;           // guarded by mutex
+    // Results buffered and not yet taken; written under mutex, read without
+    // it by the producer to decide when to hand over what it holds.
+    std::atomic<std::size_t> available{0};
 };
 
+// The buffer is a vector read from `head` on: the request takes a whole batch
+// in one step (the vector itself when it wants everything buffered), and the
+// producer appends what it holds in one step.
 template <class T>
 struct EnumerationContexts::Buffered final : Enumeration {
     Buffered(Kind k, std::string p, Clock::duration t, Producer<T> make)
         : Enumeration(k, std::move(p), t), produce(std::move(make)) {}
-    void drop() override { results.clear(); }
+    void drop() override {
+        results.clear();
+        head = 0;
+        available.store(0, std::memory_order_relaxed);
+    }
+    // Moves up to `count` results (at least one buffered) to the end of
+    // `out`; mutex held.
+    void takeInto(std::vector<T>& out, std::size_t count) {
+        std::size_t const n = std::min(count, results.size() - head);
+        if (out.empty() && head == 0 && n == results.size()) {
+            out.swap(results);
+            results.clear();
+        } else {
+            auto const first = results.begin() + static_cast<std::ptrdiff_t>(head);
+            out.insert(out.end(), std::make_move_iterator(first),
+                       std::make_move_iterator(first + static_cast<std::ptrdiff_t>(n)));
+            head += n;
+            if (head == results.size()) {
+                results.clear();
+                head = 0;
+            }
+        }
+        available.store(results.size() - head, std::memory_order_relaxed);
+    }
+    // Appends the producer's results, emptying `in`; mutex held.
+    void append(std::vector<T>& in) {
+        if (results.empty()) {
+            results.swap(in);
+        } else {
+            if (head != 0 && head >= results.size() / 2) {  // keep the taken prefix from growing
+                results.erase(results.begin(), results.begin() + static_cast<std::ptrdiff_t>(head));
+                head = 0;
+            }
+            results.insert(results.end(), std::make_move_iterator(in.begin()), std::make_move_iterator(in.end()));
+        }
+        in.clear();
+        available.store(results.size() - head, std::memory_order_relaxed);
+    }
+    std::size_t buffered() const { return results.size() - head; }  // mutex held
+
     Producer<T> const produce;
-    std::deque<T> results;  // guarded by mutex
+    std::vector<T> results;  // guarded by mutex: results[head..] are buffered
+    std::size_t head = 0;    // guarded by mutex
 };
 
 EnumerationContexts::EnumerationContexts(Limits limits, std::function<Clock::time_point()> now)
@@ -140,29 +192,51 @@ void EnumerationContexts::startProducer(std::shared_ptr<Buffered<T>> const& e) {
         int code = 0;
         KVOString message;
         auto const slice = std::min<Clock::duration>(_limits.parkAfter, std::chrono::milliseconds(100));
+        // Results made and not yet handed to the buffer: they go over in one
+        // step when there are kHandOver of them, when they would fill the
+        // buffer, or at once while the buffer is empty (a request may be
+        // waiting for them).
+        std::vector<T> held;
+        held.reserve(std::min(capacity, kHandOver));
+        // Hands `held` to the buffer, waiting while it has no room for them;
+        // false when the run must stop (closed, or parked).
+        auto handOver = [&](bool last) {
+            std::unique_lock lock(e->mutex);
+            while (!last && !e->closed && e->buffered() != 0 && e->buffered() + held.size() > capacity) {
+                // Nobody wants results now: give the worker back. What is
+                // held is made again when the enumeration resumes.
+                if (Clock::now() - e->activity >= _limits.parkAfter || _producers.queued() != 0) {
+                    parked = true;
+                    return false;
+                }
+                e->producerWaits = true;
+                e->changed.wait_for(lock, slice);
+                e->producerWaits = false;
+            }
+            if (e->closed) return false;
+            e->kept += held.size();
+            e->append(held);
+            if (e->consumerWaits) {
+                e->changed.notify_all();
+            } else if (!last && _producers.queued() != 0) {
+                // Ahead of its client while another producer waits for a
+                // worker: make way (nothing made is lost).
+                parked = true;
+                return false;
+            }
+            return true;
+        };
         try {
             e->produce([&](T const& result) {
                 if (seen < skip) {  // delivered or buffered by an earlier run
                     ++seen;
                     return true;
                 }
-                std::unique_lock held(e->mutex);
-                while (!e->closed && e->results.size() >= capacity) {
-                    // Nobody wants results now: give the worker back.
-                    if (Clock::now() - e->activity >= _limits.parkAfter || _producers.queued() != 0) {
-                        parked = true;
-                        return false;
-                    }
-                    e->changed.wait_for(held, slice);
-                }
-                if (e->closed) return false;
-                // The request waits only on an empty buffer.
-                bool const wasEmpty = e->results.empty();
-                e->results.push_back(result);
-                ++e->kept;
+                held.push_back(result);
                 ++seen;
-                if (wasEmpty) e->changed.notify_all();
-                return true;
+                std::size_t const buffered = e->available.load(std::memory_order_relaxed);
+                if (buffered != 0 && held.size() < kHandOver && buffered + held.size() < capacity) return true;
+                return handOver(false);
             });
         } catch (KivoBaseException const& x) {
             code = x.getCode() != 0 ? x.getCode() : CIM_ERR_FAILED;
@@ -173,6 +247,8 @@ void EnumerationContexts::startProducer(std::shared_ptr<Buffered<T>> const& e) {
         } catch (...) {
             code = CIM_ERR_FAILED;
         }
+        // The results made before the end (or the failure) go out before it.
+        if (!parked && !held.empty()) handOver(true);
         std::lock_guard guard(e->mutex);
         e->running = false;
         if (!parked || code != 0) {
@@ -251,28 +327,25 @@ EnumerationContexts::Batch<T> EnumerationContexts::take(std::shared_ptr<Enumerat
     std::size_t const count = std::min(maxObjectCount, _limits.maxObjectCount);
     std::size_t const capacity = bufferCapacity();
     Batch<T> batch;
-    batch.results.reserve(std::min<std::size_t>(count, 1024));
     auto const deadline = Clock::now() + _limits.pullWait;
     std::unique_lock lock(e.mutex);
     e.activity = Clock::now();
     while (batch.results.size() < count) {
         // A parked producer runs again once there is room for what it makes.
-        if (!e.running && !e.finished && !e.closed && e.results.size() < capacity) startProducer(shared);
-        if (!e.results.empty()) {
-            // The producer waits only on a full buffer.
-            bool const wasFull = e.results.size() >= capacity;
-            while (!e.results.empty() && batch.results.size() < count) {
-                batch.results.push_back(std::move(e.results.front()));
-                e.results.pop_front();
-            }
-            if (wasFull) e.changed.notify_all();
+        if (!e.running && !e.finished && !e.closed && e.buffered() < capacity) startProducer(shared);
+        if (e.buffered() != 0) {
+            e.takeInto(batch.results, count - batch.results.size());
+            if (e.producerWaits) e.changed.notify_all();
             continue;
         }
         if (e.closed || e.finished) break;
-        if (e.changed.wait_until(lock, deadline) == std::cv_status::timeout && e.results.empty()) break;
+        e.consumerWaits = true;
+        bool const timedOut = e.changed.wait_until(lock, deadline) == std::cv_status::timeout;
+        e.consumerWaits = false;
+        if (timedOut && e.buffered() == 0) break;
     }
     bool const closed = e.closed;
-    bool const drained = e.finished && e.results.empty();
+    bool const drained = e.finished && e.buffered() == 0;
     int const code = drained ? e.errorCode : 0;
     KVOString const message = e.errorMessage;
     lock.unlock();

@@ -7,13 +7,24 @@
 //
 // An enumeration runs lazily. open() starts the producer on a worker of the
 // table's producer pool (Limits::producerThreads threads at most; more
-// producers wait their turn); the producer fills a small bounded buffer
-// (Limits::buffer results) and waits while it is full, so an enumeration of a
-// million instances that the client pulls 100 at a time never holds more
-// than the buffer and the batch being answered. An open enumeration that
-// nobody pulls holds no thread: a producer that has waited on its full
-// buffer for Limits::parkAfter without a request, or at once when another
-// producer waits for a worker, gives its worker back (it parks) and is kept
+// producers wait their turn); the producer fills a bounded buffer
+// (Limits::buffer results, 1000 so that it makes the next batch of a client
+// pulling 1000 while the last one is written) and waits while it is full, so
+// an enumeration of a million instances that the client pulls 100 at a time
+// never holds more than the buffer and the batch being answered. Results
+// cross between the threads in batches, each under one lock: a request takes
+// everything it can use from the buffer at once, and a producer hands over
+// what it has made every 64 results, when the buffer would be full, or at
+// once while the buffer is empty (a request may wait for it); so a result
+// made while others are buffered may wait in the producer's hands for its
+// next result or its end, and a slow producer's results reach the buffer as
+// they come once the buffer has run dry. A request wakes its producer only
+// when the producer waits for room, and a producer wakes the request only
+// when the request waits for results. An open enumeration that nobody pulls
+// holds no thread: a producer that has waited on its full buffer for
+// Limits::parkAfter without a request, or, while another producer waits for
+// a worker, one that waits on its full buffer or has just handed over
+// results no request waits for, gives its worker back (it parks) and is kept
 // as data: its buffered results and how many it has produced. The next
 // request that finds room in the buffer runs it again on the pool, and it
 // skips the results it had produced before (so a resumed enumeration
@@ -102,7 +113,7 @@ struct EnumerationLimits {
     std::size_t maxOpen = 256;                // open enumerations
     unsigned maxZeroCountPulls = 1000;        // Pulls in a row with MaxObjectCount 0
     std::chrono::milliseconds pullWait{1000};  // longest wait for a slow producer
-    std::size_t buffer = 256;                 // results produced ahead of the client
+    std::size_t buffer = 1000;                // results produced ahead of the client
     std::chrono::milliseconds sweepInterval{1000};
     std::size_t maxOpenPerPrincipal = 64;     // open enumerations of one principal
     std::size_t producerThreads = 16;         // the producer pool's threads

@@ -132,6 +132,10 @@ TEST_F(EnumerationContextsTest, AnEnumerationIsProducedLazilyAndClosingStopsItsP
     b = pull(b.context, 100);
     ASSERT_EQ(b.results.size(), 100u);
     EXPECT_EQ(idOf(b.results.back()), 199u);
+    // Between requests the producer fills the buffer, and goes no further.
+    for (int i = 0; i < 2000 && p.offered.load() < 200u + _limits.buffer; ++i) std::this_thread::sleep_for(1ms);
+    EXPECT_GE(p.offered.load(), 200u + _limits.buffer) << "the producer did not fill the buffer ahead of the client";
+    std::this_thread::sleep_for(20ms);
     EXPECT_LE(p.offered.load(), 200u + _limits.buffer + 1) << "more produced than the buffer allows";
 
     table.close(b.context, "");
