@@ -28,68 +28,76 @@ KVOSmrPtr<IKivoValue> typed(IKivoProperty const& decl, KVOSmrPtr<IKivoValue> con
     }
 }
 
-// The property table of a class's instances, made once per class object.
-// A class object is recognised by its address and the addresses of its
-// property declarations, which the entry keeps alive so that neither can be
-// reused by another class while the entry exists.
-std::shared_ptr<CKivoPropertyTable const> tableOf(IKivoClass const& cls,
-                                                  std::vector<KVOSmrPtr<IKivoProperty>> const& decls) {
-    struct Entry {
-        std::vector<KVOSmrPtr<IKivoProperty>> decls;
-        std::shared_ptr<CKivoPropertyTable const> table;
-    };
+// What buildInstance needs of a class, made once per class object: the
+// property table of its instances and which columns are keys. A class object
+// is recognised by its address, its name and the addresses of its property
+// declarations, which the cache keeps alive so that no other class can take
+// them over while the entry exists.
+struct Shape {
+    std::vector<KVOSmrPtr<IKivoProperty>> decls;
+    std::shared_ptr<CKivoPropertyTable const> table;
+    std::vector<bool> isKey;
+};
+
+std::shared_ptr<Shape const> shapeOf(IKivoClass const& cls, std::vector<KVOSmrPtr<IKivoProperty>> const& decls) {
     static std::mutex mutex;
-    static std::unordered_map<IKivoClass const*, Entry> tables;  // guarded by mutex
-    constexpr std::size_t maxTables = 4096;
-    auto same = [&](Entry const& e) {
-        return e.decls.size() == decls.size() &&
-               std::equal(decls.begin(), decls.end(), e.decls.begin(),
-                          [](auto const& a, auto const& b) { return a.get() == b.get(); });
-    };
+    static std::unordered_map<IKivoClass const*, std::shared_ptr<Shape const>> shapes;  // guarded by mutex
+    constexpr std::size_t maxShapes = 4096;
     {
         std::lock_guard<std::mutex> lock(mutex);
-        auto it = tables.find(&cls);
-        if (it != tables.end() && same(it->second) && it->second.table->className() == cls.getName())
-            return it->second.table;
+        auto it = shapes.find(&cls);
+        if (it != shapes.end()) {
+            Shape const& e = *it->second;
+            if (e.decls.size() == decls.size() &&
+                std::equal(decls.begin(), decls.end(), e.decls.begin(),
+                           [](auto const& a, auto const& b) { return a.get() == b.get(); }) &&
+                e.table->className() == cls.getName())
+                return it->second;
+        }
     }
+    auto shape = std::make_shared<Shape>();
+    shape->decls = decls;
     std::vector<CKivoPropertyTable::Column> columns;
-    for (KVOSmrPtr<IKivoProperty> const& d : decls)
+    for (KVOSmrPtr<IKivoProperty> const& d : decls) {
         columns.push_back({d->getName(), d->getCIMType(), d->isArray(), d->getClassOrigin(), d->isPropagated(),
                            d->getReferenceClass()});
-    auto table = makePropertyTable(cls.getName(), std::move(columns));
+        shape->isKey.push_back(ClassRepository::isKey(*d));
+    }
+    shape->table = makePropertyTable(cls.getName(), std::move(columns));
     std::lock_guard<std::mutex> lock(mutex);
-    if (tables.size() >= maxTables) tables.clear();
-    tables[&cls] = Entry{decls, table};
-    return table;
+    if (shapes.size() >= maxShapes) shapes.clear();
+    shapes[&cls] = shape;
+    return shape;
 }
 
 }  // namespace
 
 KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass const& cls, PropertyValues const& values) {
-    // Runs once per instance a provider makes: one copy of the class's
-    // property list serves every lookup, the values go into one block beside
-    // the class's property table, and the path is read from them as they are
-    // typed.
-    std::vector<KVOSmrPtr<IKivoProperty>> const decls = cls.getProperties();
+    // Runs once per instance a provider makes: the class's shape serves every
+    // lookup, the values go into one block beside its property table, and the
+    // path is read from them as they are typed.
+    std::shared_ptr<Shape const> const shape = shapeOf(cls, cls.getProperties());
+    std::vector<CKivoPropertyTable::Column> const& columns = shape->table->columns();
     for (auto const& [name, value] : values)
-        if (!KVOFindNamed(decls, name))
+        if (std::none_of(columns.begin(), columns.end(), [&](auto const& c) { return c.name.equalsIgnoreCase(name); }))
             raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, "class " + cls.getName() + " has no property " + name);
     auto block = std::make_shared<CKivoPackedObject::Values>();
-    block->reserve(decls.size());
+    block->reserve(columns.size());
     std::vector<KVOKeyBinding> keys;
-    for (KVOSmrPtr<IKivoProperty> const& decl : decls) {
-        KVOSmrPtr<IKivoValue> value = decl->getValue();
-        KVOString const name = decl->getName();
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        IKivoProperty const& decl = *shape->decls[i];
+        KVOSmrPtr<IKivoValue> value = decl.getValue();
         for (auto const& [given, v] : values)
-            if (given.equalsIgnoreCase(name)) value = typed(*decl, v);
-        if (ClassRepository::isKey(*decl)) {
-            if (!value) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + name + " has no value");
-            keys.push_back({name, value});
+            if (given.equalsIgnoreCase(columns[i].name)) value = typed(decl, v);
+        if (shape->isKey[i]) {
+            if (!value) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + columns[i].name + " has no value");
+            keys.push_back({columns[i].name, value});
         }
         block->push_back(std::move(value));
     }
-    KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(nameSpace, cls.getName(), std::move(keys), KVOString()));
-    return KVOSmrPtr<IKivoObject>(new CKivoPackedObject(tableOf(cls, decls), std::move(block), std::move(path)));
+    KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(nameSpace, shape->table->className(), std::move(keys),
+                                                            KVOString()));
+    return KVOSmrPtr<IKivoObject>(new CKivoPackedObject(shape->table, std::move(block), std::move(path)));
 }
 
 PropertyValues valuesOf(IKivoObject const& instance) {
@@ -125,9 +133,9 @@ KVOSmrPtr<IKivoObject> viewOf(IKivoObject const& instance, InstanceView const& v
         // A view over the same value block: only the table is new (and not
         // even that when the view shows everything as it is).
         auto const& columns = packed->table().columns();
-        std::vector<bool> keep(columns.size(), true);
+        std::vector<bool> keep;  // empty: every column
         if (view.propertyList || view.limitTo)
-            for (std::size_t i = 0; i < columns.size(); ++i) keep[i] = shown(columns[i].name);
+            for (CKivoPropertyTable::Column const& c : columns) keep.push_back(shown(c.name));
         return packed->withTable(packed->table().select(keep, view.includeClassOrigin));
     }
     KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
