@@ -401,11 +401,12 @@ ClassOriginDictionary* CIMXMLDataWriter::originsOfInstanceClass(KVOString const&
     return result;
 }
 
-CIMXMLDataWriter::Prepared const& CIMXMLDataWriter::prepared(CKivoPackedObject const& instance) {
-    for (Prepared const& p : _prepared)
-        if (p.table.get() == &instance.table() && p.withOrigins == _includeClassOrigin) return p;
+std::shared_ptr<CIMXMLDataWriter::Prepared const> CIMXMLDataWriter::prepared(CKivoPackedObject const& instance) {
+    for (std::shared_ptr<Prepared const> const& p : _prepared)
+        if (p->table.get() == &instance.table() && p->withOrigins == _includeClassOrigin) return p;
     if (_prepared.size() >= 64) _prepared.clear();
-    Prepared p;
+    auto made = std::make_shared<Prepared>();
+    Prepared& p = *made;
     p.table = instance.sharedTable();
     p.withOrigins = _includeClassOrigin;
     KVOString const& className = p.table->className();
@@ -424,12 +425,13 @@ CIMXMLDataWriter::Prepared const& CIMXMLDataWriter::prepared(CKivoPackedObject c
         element.resize(close);
         p.heads.push_back(std::move(element));
     }
-    _prepared.push_back(std::move(p));
-    return _prepared.back();
+    _prepared.push_back(made);
+    return made;
 }
 
 void CIMXMLDataWriter::writePacked(std::string& out, CKivoPackedObject const& instance) {
-    Prepared const& p = prepared(instance);
+    std::shared_ptr<Prepared const> const held = prepared(instance);
+    Prepared const& p = *held;
     out += p.instanceHead;
     for (std::size_t i = 0; i < p.heads.size(); ++i) {
         out += p.heads[i];

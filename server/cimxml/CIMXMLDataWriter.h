@@ -116,7 +116,9 @@ private:
         std::string instanceHead;               // <INSTANCE CLASSNAME="...">
         std::vector<std::string> heads, tails;  // per column: up to the value, after it
     };
-    Prepared const& prepared(CKivoPackedObject const& instance);
+    // Shared: writing a value may prepare another table (an embedded
+    // instance) while this one is in use.
+    std::shared_ptr<Prepared const> prepared(CKivoPackedObject const& instance);
     void writePacked(std::string& out, CKivoPackedObject const& instance);
 
     std::string const _host;
@@ -125,7 +127,7 @@ private:
     bool _includeClassOrigin;
     int _depth = 0;  // writeValue calls under way
     std::map<std::string, std::unique_ptr<ClassOriginDictionary>> _origins;  // by lower-case class name
-    std::vector<Prepared> _prepared;  // few: one per table and view met in this response
+    std::vector<std::shared_ptr<Prepared const>> _prepared;  // few: one per table and view met in this response
 };
 
 }  // namespace cimxmlpa

@@ -40,8 +40,15 @@ struct Shape {
 };
 
 std::shared_ptr<Shape const> shapeOf(IKivoClass const& cls, std::vector<KVOSmrPtr<IKivoProperty>> const& decls) {
-    static std::mutex mutex;
-    static std::unordered_map<IKivoClass const*, std::shared_ptr<Shape const>> shapes;  // guarded by mutex
+    // Never destroyed: producers that outlive main (abandoned at shutdown)
+    // may still build instances while static objects go away.
+    struct Cache {
+        std::mutex mutex;
+        std::unordered_map<IKivoClass const*, std::shared_ptr<Shape const>> shapes;  // guarded by mutex
+    };
+    static Cache& cache = *new Cache;
+    std::mutex& mutex = cache.mutex;
+    auto& shapes = cache.shapes;
     constexpr std::size_t maxShapes = 4096;
     {
         std::lock_guard<std::mutex> lock(mutex);

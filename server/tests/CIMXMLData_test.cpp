@@ -126,7 +126,10 @@ TEST(CIMXMLDataTest, ReadsWhatItWritesForInstances) {
 // (selections) of the table, whatever order the views come in.
 TEST(CIMXMLDataTest, PackedInstancesWriteTheBytesOfTheirPropertiesAsObjects) {
     using T = KVOCIMType;
-    auto embedded = KVOSmrPtr<IKivoObject>(new CKivoObject("E", {KVOSmrPtr<IKivoProperty>(new CKivoProperty("x", str("<1>")))}));
+    // An embedded packed instance: its table is prepared while the outer one is in use.
+    auto embedded = KVOSmrPtr<IKivoObject>(new CKivoPackedObject(
+        makePropertyTable("E", {{"x", T::String, false, "E", false, ""}}),
+        std::make_shared<CKivoPackedObject::Values>(CKivoPackedObject::Values{str("<1>")}), nullptr));
     std::vector<std::pair<CKivoPropertyTable::Column, KVOSmrPtr<IKivoValue>>> const columns = {
         {{"Id", T::UInt32, false, "Base", false, ""}, CKivoValue::makeUnsigned(T::UInt32, 7)},
         {{"Nam\"e", T::String, false, "", true, ""}, str(" a&b\n ")},
