@@ -334,9 +334,10 @@ public:
     KVOString const& className() const { return _className; }
     std::vector<Column> const& columns() const { return _columns; }
 
-    // A table of the columns for which `keep` answers true, over the same
-    // value slots; without class origins unless `keepOrigins`. Answers this
-    // table itself when nothing changes.
+    // A table of the columns for which `keep` answers true (an empty `keep`
+    // keeps every column), over the same value slots; without class origins
+    // unless `keepOrigins`. Answers this table itself when nothing changes,
+    // and the one table without origins made with it when only they go.
     std::shared_ptr<CKivoPropertyTable const> select(std::vector<bool> const& keep, bool keepOrigins) const;
 
 private:
