@@ -54,16 +54,31 @@ TEST(KVOGenericHTTPOStreamTest, FramingPerStreamType) {
     }
 }
 
-TEST(KVOGenericHTTPOStreamTest, ChunkedSendsAFullBufferAsAChunkAndNeverAnEmptyOne) {
-    KVOMemorySocket sock;
+// Writes larger than the buffer go out as a chunk of their own; smaller ones
+// fill the buffer, which goes out whole (framed where it lies, one send per
+// chunk); flushes never send an empty chunk.
+TEST(KVOGenericHTTPOStreamTest, ChunkedSendsFullBuffersAsChunksAndNeverAnEmptyOne) {
+    struct CountingSocket : KVOMemorySocket {
+        int sends = 0;
+        void send(char const* src, std::size_t n) override {
+            ++sends;
+            KVOMemorySocket::send(src, n);
+        }
+    };
+    CountingSocket sock;
     KVOGenericHTTPOStream ostr(sock, 16);
     ostr.setStreamType(KVOGenericHTTPStreamBuf::Chunked);
-    ostr << std::string(20, 'x');  // larger than the buffer: one chunk of its own
+    ostr << std::string(20, 'x');
     ostr << std::string(10, 'y');
     ostr.flush();
     ostr.flush();
+    EXPECT_EQ(sock.sends, 2);
+    ostr << std::string(10, 'a') << std::string(10, 'b') << std::string(30, 'c');
+    EXPECT_EQ(sock.sends, 4);
     ostr.endMessage();
-    EXPECT_EQ(sock.output(), "14\r\n" + std::string(20, 'x') + "\r\na\r\n" + std::string(10, 'y') + "\r\n0\r\n\r\n");
+    EXPECT_EQ(sock.output(), "14\r\n" + std::string(20, 'x') + "\r\na\r\n" + std::string(10, 'y') + "\r\n10\r\n" +
+                                 std::string(10, 'a') + std::string(6, 'b') + "\r\n" + "4\r\nbbbb\r\n1e\r\n" +
+                                 std::string(30, 'c') + "\r\n0\r\n\r\n");
 }
 
 TEST(KVOGenericHTTPOStreamTest, MessagesFollowEachOtherOnOneConnection) {

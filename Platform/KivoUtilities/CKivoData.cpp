@@ -282,6 +282,68 @@ KVOSmrPtr<IKivoProperty> CKivoProperty::withOrigin(IKivoProperty const& p, KVOSt
                                                       p.getReferenceClass(), p.getArraySize()));
 }
 
+// ---- CKivoPropertyTable, CKivoPackedObject ----
+
+CKivoPropertyTable::CKivoPropertyTable(KVOString className, std::vector<Column> columns)
+    : _className(std::move(className)), _columns(std::move(columns)) {}
+
+std::shared_ptr<CKivoPropertyTable const> makePropertyTable(KVOString className,
+                                                            std::vector<CKivoPropertyTable::Column> columns) {
+    for (std::size_t i = 0; i < columns.size(); ++i) columns[i].slot = i;
+    auto table = std::make_shared<CKivoPropertyTable>(std::move(className), std::move(columns));
+    table->_self = table;
+    // The view most responses ask for (every property, no class origins) is
+    // made once, here, rather than once per instance.
+    std::vector<CKivoPropertyTable::Column> bare = table->_columns;
+    bool hasOrigins = false;
+    for (auto& c : bare) {
+        hasOrigins = hasOrigins || !c.classOrigin.isEmpty();
+        c.classOrigin = KVOString();
+    }
+    if (hasOrigins) {
+        auto withoutOrigins = std::make_shared<CKivoPropertyTable>(table->_className, std::move(bare));
+        withoutOrigins->_self = withoutOrigins;
+        table->_withoutOrigins = std::move(withoutOrigins);
+    }
+    return table;
+}
+
+std::shared_ptr<CKivoPropertyTable const> CKivoPropertyTable::select(std::vector<bool> const& keep,
+                                                                     bool keepOrigins) const {
+    if (!keepOrigins && _withoutOrigins && std::all_of(keep.begin(), keep.end(), [](bool k) { return k; }))
+        return _withoutOrigins;
+    std::vector<Column> columns;
+    bool changed = false;
+    for (std::size_t i = 0; i < _columns.size(); ++i) {
+        if (i < keep.size() && !keep[i]) {
+            changed = true;
+            continue;
+        }
+        columns.push_back(_columns[i]);
+        if (!keepOrigins && !columns.back().classOrigin.isEmpty()) {
+            columns.back().classOrigin = KVOString();
+            changed = true;
+        }
+    }
+    if (!changed) {
+        if (auto self = _self.lock()) return self;
+    }
+    auto table = std::make_shared<CKivoPropertyTable>(_className, std::move(columns));
+    table->_self = table;
+    return table;
+}
+
+KVOValSlist<KVOSmrPtr<IKivoProperty>> CKivoPackedObject::getProperties() const {
+    KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
+    std::vector<CKivoPropertyTable::Column> const& columns = _table->columns();
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        CKivoPropertyTable::Column const& c = columns[i];
+        properties.append(KVOSmrPtr<IKivoProperty>(new CKivoProperty(c.name, c.type, c.isArray, value(i), {},
+                                                                     c.classOrigin, c.propagated, c.referenceClass)));
+    }
+    return properties;
+}
+
 // ---- CKivoMethod ----
 
 KVOSmrPtr<IKivoMethod> CKivoMethod::withQualifiers(IKivoMethod const& m,

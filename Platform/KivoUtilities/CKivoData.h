@@ -23,6 +23,7 @@
 #include "KivoUtilities/KVOCIMType.h"
 
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -307,6 +308,82 @@ public:
 private:
     KVOString const _className;
     KVOValSlist<KVOSmrPtr<IKivoProperty>> const _properties;
+    KVOSmrPtr<IKivoInstanceName> const _instanceName;
+};
+
+// The class-level half of packed instances: the declarations of their
+// properties (name, type, array-ness, class origin, propagated flag,
+// reference class; no qualifiers) in order, each naming the slot of its value
+// in an instance's value block. Immutable; shared through std::shared_ptr by
+// every instance made with it, and read from any thread.
+class CKivoPropertyTable {
+public:
+    struct Column {
+        KVOString name;
+        KVOCIMType type = KVOCIMType::String;
+        bool isArray = false;
+        KVOString classOrigin;
+        bool propagated = false;
+        KVOString referenceClass;
+        std::size_t slot = 0;  // index of the value in the value block
+    };
+
+    // Use makePropertyTable (select() needs the table's owner).
+    CKivoPropertyTable(KVOString className, std::vector<Column> columns);
+
+    KVOString const& className() const { return _className; }
+    std::vector<Column> const& columns() const { return _columns; }
+
+    // A table of the columns for which `keep` answers true (an empty `keep`
+    // keeps every column), over the same value slots; without class origins
+    // unless `keepOrigins`. Answers this table itself when nothing changes,
+    // and the one table without origins made with it when only they go.
+    std::shared_ptr<CKivoPropertyTable const> select(std::vector<bool> const& keep, bool keepOrigins) const;
+
+private:
+    KVOString const _className;
+    std::vector<Column> _columns;
+    std::weak_ptr<CKivoPropertyTable const> _self;            // set by makePropertyTable
+    std::shared_ptr<CKivoPropertyTable const> _withoutOrigins;  // set by makePropertyTable when it differs
+    friend std::shared_ptr<CKivoPropertyTable const> makePropertyTable(KVOString, std::vector<CKivoPropertyTable::Column>);
+};
+
+// A table whose columns' values lie in their own positions of the block.
+std::shared_ptr<CKivoPropertyTable const> makePropertyTable(KVOString className,
+                                                            std::vector<CKivoPropertyTable::Column> columns);
+
+// An instance whose property values sit in one block beside a shared
+// CKivoPropertyTable: no object per property. getProperties() makes the
+// CKivoProperty objects when asked; writers that know this class read the
+// table and the values directly. Views of one instance (other tables over the
+// same block) share the block.
+class CKivoPackedObject : public IKivoObject {
+public:
+    using Values = std::vector<KVOSmrPtr<IKivoValue>>;
+
+    // `values` holds a slot for every column of `table`; a null value is NULL.
+    CKivoPackedObject(std::shared_ptr<CKivoPropertyTable const> table, std::shared_ptr<Values const> values,
+                      KVOSmrPtr<IKivoInstanceName> instanceName)
+        : _table(std::move(table)), _values(std::move(values)), _instanceName(std::move(instanceName)) {}
+
+    KVOString getClassName() const override { return _table->className(); }
+    KVOSmrPtr<IKivoInstanceName> getInstanceName() const override { return _instanceName; }
+    KVOValSlist<KVOSmrPtr<IKivoProperty>> getProperties() const override;
+
+    CKivoPropertyTable const& table() const { return *_table; }
+    std::shared_ptr<CKivoPropertyTable const> const& sharedTable() const { return _table; }
+    // The value of column `column` of the table.
+    KVOSmrPtr<IKivoValue> const& value(std::size_t column) const { return (*_values)[_table->columns()[column].slot]; }
+
+    // The same instance seen through `table`, a selection of this one's
+    // (CKivoPropertyTable::select).
+    KVOSmrPtr<IKivoObject> withTable(std::shared_ptr<CKivoPropertyTable const> table) const {
+        return KVOSmrPtr<IKivoObject>(new CKivoPackedObject(std::move(table), _values, _instanceName));
+    }
+
+private:
+    std::shared_ptr<CKivoPropertyTable const> const _table;
+    std::shared_ptr<Values const> const _values;
     KVOSmrPtr<IKivoInstanceName> const _instanceName;
 };
 

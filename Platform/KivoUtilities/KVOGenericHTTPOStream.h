@@ -28,7 +28,8 @@ class KVOGenericHTTPOStream : public std::ostream {
 public:
     using StreamType = KVOGenericHTTPStreamBuf::StreamType;
 
-    explicit KVOGenericHTTPOStream(KVOSocket& sock, std::size_t bufferSize = 8192);
+    explicit KVOGenericHTTPOStream(KVOSocket& sock,
+                                   std::size_t bufferSize = KVOGenericHTTPStreamBuf::DEFAULT_BUFFER_SIZE);
     ~KVOGenericHTTPOStream() override;
 
     // A new stream is NotEncoded. Changing the type of a Full or Chunked

@@ -8,9 +8,22 @@
 #include <cstdio>
 #include <cstring>
 
+namespace {
+
+// Room before and after the put area for a chunk's framing: the size line
+// (at most 16 hex digits and CRLF) and the CRLF that ends the chunk.
+constexpr std::size_t kSizeLineRoom = 18;
+constexpr std::size_t kChunkEndRoom = 2;
+
+}  // namespace
+
 KVOGenericHTTPStreamBuf::KVOGenericHTTPStreamBuf(KVOSocket& sock, std::size_t bufferSize)
-    : _sock(sock), _put(std::max<std::size_t>(bufferSize, 16)) {
-    setp(_put.data(), _put.data() + _put.size());
+    : _sock(sock), _putSize(std::max<std::size_t>(bufferSize, 16)), _put(kSizeLineRoom + _putSize + kChunkEndRoom) {
+    resetPutArea();
+}
+
+void KVOGenericHTTPStreamBuf::resetPutArea() {
+    setp(_put.data() + kSizeLineRoom, _put.data() + kSizeLineRoom + _putSize);
 }
 
 KVOGenericHTTPStreamBuf::~KVOGenericHTTPStreamBuf() {
@@ -128,8 +141,27 @@ void KVOGenericHTTPStreamBuf::emitBody(char const* s, std::size_t n) {
 void KVOGenericHTTPStreamBuf::drainPutArea() {
     std::size_t n = static_cast<std::size_t>(pptr() - pbase());
     // Reset first: a failure while framing must not leave the bytes to be sent twice.
-    setp(_put.data(), _put.data() + _put.size());
-    emitBody(_put.data(), n);
+    resetPutArea();
+    emitBody(pbase(), n);
+}
+
+void KVOGenericHTTPStreamBuf::sendPutArea() {
+    std::size_t const n = static_cast<std::size_t>(pptr() - pbase());
+    if (_type != Chunked || !_wire.empty() || n == 0) {
+        drainPutArea();
+        sendWire();
+        return;
+    }
+    // The full put area goes out as one chunk framed where it lies: the size
+    // line in the room before it, CRLF after it, one send and no copy.
+    char sizeLine[kSizeLineRoom + 1];
+    int const len = std::snprintf(sizeLine, sizeof sizeLine, "%zx\r\n", n);
+    char* const begin = pbase() - len;
+    std::memcpy(begin, sizeLine, static_cast<std::size_t>(len));
+    std::memcpy(pbase() + n, "\r\n", kChunkEndRoom);
+    resetPutArea();
+    _bodyStarted = true;
+    _sock.send(begin, static_cast<std::size_t>(len) + n + kChunkEndRoom);
 }
 
 void KVOGenericHTTPStreamBuf::sendWire() {
@@ -142,8 +174,7 @@ void KVOGenericHTTPStreamBuf::sendWire() {
 }
 
 KVOGenericHTTPStreamBuf::int_type KVOGenericHTTPStreamBuf::overflow(int_type ch) {
-    drainPutArea();
-    sendWire();
+    sendPutArea();
     if (!traits_type::eq_int_type(ch, traits_type::eof())) {
         *pptr() = traits_type::to_char_type(ch);
         pbump(1);
@@ -159,19 +190,24 @@ std::streamsize KVOGenericHTTPStreamBuf::xsputn(char const* s, std::streamsize n
         pbump(static_cast<int>(count));
         return n;
     }
-    drainPutArea();
-    if (count >= _put.size()) {
+    if (count >= _putSize) {
+        drainPutArea();
         emitBody(s, count);
-    } else {
-        std::memcpy(pptr(), s, count);
-        pbump(static_cast<int>(count));
+        sendWire();
+        return n;
     }
-    sendWire();
+    // Fill the put area, send it whole, keep the rest: chunks stay the size of
+    // the buffer however the writes fall.
+    std::size_t const fits = static_cast<std::size_t>(epptr() - pptr());
+    std::memcpy(pptr(), s, fits);
+    pbump(static_cast<int>(fits));
+    sendPutArea();
+    std::memcpy(pptr(), s + fits, count - fits);
+    pbump(static_cast<int>(count - fits));
     return n;
 }
 
 int KVOGenericHTTPStreamBuf::sync() {
-    drainPutArea();
-    sendWire();
+    sendPutArea();
     return 0;
 }

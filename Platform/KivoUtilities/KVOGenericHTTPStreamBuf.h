@@ -35,10 +35,13 @@ class KVOSocket;
 class KVOGenericHTTPStreamBuf : public std::streambuf {
 public:
     enum StreamType { Full = 0, Chunked = 1, NotEncoded = 2 };
+    // Large enough that streaming a big body costs few system calls.
+    static constexpr std::size_t DEFAULT_BUFFER_SIZE = 64 * 1024;
 
     // `bufferSize` is the size of the put area, hence of the chunks sent when
-    // a Chunked body is written without flushing. A new buffer is NotEncoded.
-    explicit KVOGenericHTTPStreamBuf(KVOSocket& sock, std::size_t bufferSize = 8192);
+    // a Chunked body is written without flushing: each such chunk is framed in
+    // place and handed to the socket in one send. A new buffer is NotEncoded.
+    explicit KVOGenericHTTPStreamBuf(KVOSocket& sock, std::size_t bufferSize = DEFAULT_BUFFER_SIZE);
     ~KVOGenericHTTPStreamBuf() override;
     KVOGenericHTTPStreamBuf(KVOGenericHTTPStreamBuf const&) = delete;
     KVOGenericHTTPStreamBuf& operator=(KVOGenericHTTPStreamBuf const&) = delete;
@@ -59,6 +62,9 @@ protected:
 private:
     // Hands the bytes waiting in the put area to the framing.
     void drainPutArea();
+    // Sends what is waiting: framed bytes and the put area's bytes.
+    void sendPutArea();
+    void resetPutArea();
     // Frames body bytes according to the stream type.
     void emitBody(char const* s, std::size_t n);
     // Sends the framed bytes waiting for the socket.
@@ -67,7 +73,8 @@ private:
 
     KVOSocket& _sock;
     StreamType _type = NotEncoded;
-    std::vector<char> _put;  // the put area
+    std::size_t const _putSize;
+    std::vector<char> _put;  // the put area, with room for a chunk's framing around it
     std::string _wire;       // framed bytes not yet sent
     bool _headWritten = false;
     bool _bodyStarted = false;

@@ -168,7 +168,8 @@ void CIMXMLDataWriter::writeScalarText(std::string& out, IKivoValue const& value
     } else {
         // Leading and trailing spaces as character references, so that
         // readers that trim element text keep them.
-        std::string const s = value.toString().str();
+        KVOString const spelled = value.toString();
+        std::string_view const s = spelled.str();
         std::size_t first = 0;
         std::size_t last = s.size();
         while (first < last && s[first] == ' ') {
@@ -180,7 +181,7 @@ void CIMXMLDataWriter::writeScalarText(std::string& out, IKivoValue const& value
             --last;
             ++trailing;
         }
-        text::appendEscaped(out, std::string_view(s).substr(first, last - first));
+        text::appendEscaped(out, s.substr(first, last - first));
         for (; trailing > 0; --trailing) out += HTML_SPACE.str();
     }
     out += "</VALUE>";
@@ -400,7 +401,48 @@ ClassOriginDictionary* CIMXMLDataWriter::originsOfInstanceClass(KVOString const&
     return result;
 }
 
+std::shared_ptr<CIMXMLDataWriter::Prepared const> CIMXMLDataWriter::prepared(CKivoPackedObject const& instance) {
+    for (std::shared_ptr<Prepared const> const& p : _prepared)
+        if (p->table.get() == &instance.table() && p->withOrigins == _includeClassOrigin) return p;
+    if (_prepared.size() >= 64) _prepared.clear();
+    auto made = std::make_shared<Prepared>();
+    Prepared& p = *made;
+    p.table = instance.sharedTable();
+    p.withOrigins = _includeClassOrigin;
+    KVOString const& className = p.table->className();
+    ClassOriginDictionary* origins = _includeClassOrigin ? originsOfInstanceClass(className) : nullptr;
+    p.instanceHead = "<INSTANCE";
+    attr(p.instanceHead, "CLASSNAME", className);
+    p.instanceHead += '>';
+    for (CKivoPropertyTable::Column const& c : p.table->columns()) {
+        // The element of the property without a value, cut before its closing tag.
+        std::string element;
+        writeProperty(element, CKivoProperty(c.name, c.type, c.isArray, nullptr, {}, c.classOrigin, c.propagated,
+                                             c.referenceClass),
+                      origins);
+        std::size_t const close = element.rfind("</");
+        p.tails.push_back(element.substr(close));
+        element.resize(close);
+        p.heads.push_back(std::move(element));
+    }
+    _prepared.push_back(made);
+    return made;
+}
+
+void CIMXMLDataWriter::writePacked(std::string& out, CKivoPackedObject const& instance) {
+    std::shared_ptr<Prepared const> const held = prepared(instance);
+    Prepared const& p = *held;
+    out += p.instanceHead;
+    for (std::size_t i = 0; i < p.heads.size(); ++i) {
+        out += p.heads[i];
+        if (KVOSmrPtr<IKivoValue> const& v = instance.value(i)) writeValue(out, *v);
+        out += p.tails[i];
+    }
+    out += "</INSTANCE>";
+}
+
 void CIMXMLDataWriter::writeInstance(std::string& out, IKivoObject const& instance) {
+    if (auto const* packed = dynamic_cast<CKivoPackedObject const*>(&instance)) return writePacked(out, *packed);
     ClassOriginDictionary* origins = _includeClassOrigin ? originsOfInstanceClass(instance.getClassName()) : nullptr;
     out += "<INSTANCE";
     attr(out, "CLASSNAME", instance.getClassName());

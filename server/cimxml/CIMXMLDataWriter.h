@@ -11,6 +11,12 @@
 // per response; a property the dictionary does not know keeps the origin it
 // carries itself. All text goes through text::appendEscaped.
 //
+// Instances packed beside a property table (CKivoPackedObject) are written
+// from XML prepared once per table and view for this writer: each property's
+// element head (NAME, TYPE, CLASSORIGIN, PROPAGATED escaped and in place) and
+// its closing tag, made by the same code that writes any other property, so
+// that only the values are escaped per instance.
+//
 // Every function appends to `out`. Used on the adapter's thread only.
 //
 // Values nest (a reference's keys hold references, an embedded instance's
@@ -22,6 +28,7 @@
 #pragma once
 
 #include "Cimom/ProtocolAdapter/Common/ClassOriginDictionary.h"
+#include "KivoUtilities/CKivoData.h"
 #include "KivoUtilities/IKivoClass.h"
 #include "KivoUtilities/IKivoInstanceName.h"
 #include "KivoUtilities/IKivoObject.h"
@@ -31,6 +38,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 class IKivoOperationHandlerContext;
 
@@ -101,12 +109,25 @@ private:
     // The dictionary of the object manager's class `className` (cached).
     ClassOriginDictionary* originsOfInstanceClass(KVOString const& className);
 
+    // The prepared XML of a property table's instances under one view.
+    struct Prepared {
+        std::shared_ptr<CKivoPropertyTable const> table;  // keeps the key's address unique
+        bool withOrigins = false;
+        std::string instanceHead;               // <INSTANCE CLASSNAME="...">
+        std::vector<std::string> heads, tails;  // per column: up to the value, after it
+    };
+    // Shared: writing a value may prepare another table (an embedded
+    // instance) while this one is in use.
+    std::shared_ptr<Prepared const> prepared(CKivoPackedObject const& instance);
+    void writePacked(std::string& out, CKivoPackedObject const& instance);
+
     std::string const _host;
     KVOString const _nameSpace;
     IKivoOperationHandlerContext* const _context;
     bool _includeClassOrigin;
     int _depth = 0;  // writeValue calls under way
     std::map<std::string, std::unique_ptr<ClassOriginDictionary>> _origins;  // by lower-case class name
+    std::vector<std::shared_ptr<Prepared const>> _prepared;  // few: one per table and view met in this response
 };
 
 }  // namespace cimxmlpa

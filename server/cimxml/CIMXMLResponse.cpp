@@ -77,7 +77,9 @@ void ResponseChannel::begin(bool streamed) {
     text::appendEscaped(prologue, _methodName);
     prologue += "\">";
     put(prologue);
-    if (type == KVOGenericHTTPOStream::StreamType::Chunked) _ostr.flush();  // the client sees the answer begin
+    // A streamed answer shows its start at once; a single one goes out whole
+    // at its end, head and body in one send.
+    if (streamed && type == KVOGenericHTTPOStream::StreamType::Chunked) _ostr.flush();
 }
 
 void ResponseChannel::put(std::string_view bytes) {

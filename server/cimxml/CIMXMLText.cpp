@@ -35,7 +35,13 @@ std::string_view trim(std::string_view s) {
 }  // namespace
 
 void appendEscaped(std::string& out, std::string_view s) {
-    for (char c : s) {
+    // Runs of bytes that need no escape are appended whole.
+    std::size_t run = 0;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        char const c = s[i];
+        if (static_cast<unsigned char>(c) >= 0x20 && c != '&' && c != '<' && c != '>' && c != '"') continue;
+        out.append(s.data() + run, i - run);
+        run = i + 1;
         switch (c) {
             case '&': out += "&amp;"; break;
             case '<': out += XML_LT.str(); break;
@@ -44,14 +50,10 @@ void appendEscaped(std::string& out, std::string_view s) {
             case '\n': out += HTML_LINE_FEED.str(); break;
             case '\r': out += "&#13;"; break;
             case '\t': out += "&#9;"; break;
-            default:
-                if (static_cast<unsigned char>(c) < 0x20) {
-                    out += "\xEF\xBF\xBD";  // U+FFFD: XML 1.0 has no way to carry it
-                } else {
-                    out += c;
-                }
+            default: out += "\xEF\xBF\xBD";  // U+FFFD: XML 1.0 has no way to carry it
         }
     }
+    out.append(s.data() + run, s.size() - run);
 }
 
 std::string escape(std::string_view s) {

@@ -4,6 +4,8 @@
 #include "objectmanager/ClassRepository.h"
 
 #include <algorithm>
+#include <mutex>
+#include <unordered_map>
 
 namespace kivo::om {
 
@@ -26,33 +28,83 @@ KVOSmrPtr<IKivoValue> typed(IKivoProperty const& decl, KVOSmrPtr<IKivoValue> con
     }
 }
 
+// What buildInstance needs of a class, made once per class object: the
+// property table of its instances and which columns are keys. A class object
+// is recognised by its address, its name and the addresses of its property
+// declarations, which the cache keeps alive so that no other class can take
+// them over while the entry exists.
+struct Shape {
+    std::vector<KVOSmrPtr<IKivoProperty>> decls;
+    std::shared_ptr<CKivoPropertyTable const> table;
+    std::vector<bool> isKey;
+};
+
+std::shared_ptr<Shape const> shapeOf(IKivoClass const& cls, std::vector<KVOSmrPtr<IKivoProperty>> const& decls) {
+    // Never destroyed: producers that outlive main (abandoned at shutdown)
+    // may still build instances while static objects go away.
+    struct Cache {
+        std::mutex mutex;
+        std::unordered_map<IKivoClass const*, std::shared_ptr<Shape const>> shapes;  // guarded by mutex
+    };
+    static Cache& cache = *new Cache;
+    std::mutex& mutex = cache.mutex;
+    auto& shapes = cache.shapes;
+    constexpr std::size_t maxShapes = 4096;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        auto it = shapes.find(&cls);
+        if (it != shapes.end()) {
+            Shape const& e = *it->second;
+            if (e.decls.size() == decls.size() &&
+                std::equal(decls.begin(), decls.end(), e.decls.begin(),
+                           [](auto const& a, auto const& b) { return a.get() == b.get(); }) &&
+                e.table->className() == cls.getName())
+                return it->second;
+        }
+    }
+    auto shape = std::make_shared<Shape>();
+    shape->decls = decls;
+    std::vector<CKivoPropertyTable::Column> columns;
+    for (KVOSmrPtr<IKivoProperty> const& d : decls) {
+        columns.push_back({d->getName(), d->getCIMType(), d->isArray(), d->getClassOrigin(), d->isPropagated(),
+                           d->getReferenceClass()});
+        shape->isKey.push_back(ClassRepository::isKey(*d));
+    }
+    shape->table = makePropertyTable(cls.getName(), std::move(columns));
+    std::lock_guard<std::mutex> lock(mutex);
+    if (shapes.size() >= maxShapes) shapes.clear();
+    shapes[&cls] = shape;
+    return shape;
+}
+
 }  // namespace
 
 KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass const& cls, PropertyValues const& values) {
-    // Runs once per instance a provider makes: one copy of the class's
-    // property list serves every lookup, and the path is read from the
-    // properties as they are built.
-    std::vector<KVOSmrPtr<IKivoProperty>> const decls = cls.getProperties();
+    // Runs once per instance a provider makes: the class's shape serves every
+    // lookup, the values go into one block beside its property table, and the
+    // path is read from them as they are typed.
+    std::shared_ptr<Shape const> const shape = shapeOf(cls, cls.getProperties());
+    std::vector<CKivoPropertyTable::Column> const& columns = shape->table->columns();
     for (auto const& [name, value] : values)
-        if (!KVOFindNamed(decls, name))
+        if (std::none_of(columns.begin(), columns.end(), [&](auto const& c) { return c.name.equalsIgnoreCase(name); }))
             raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, "class " + cls.getName() + " has no property " + name);
-    KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
+    auto block = std::make_shared<CKivoPackedObject::Values>();
+    block->reserve(columns.size());
     std::vector<KVOKeyBinding> keys;
-    for (KVOSmrPtr<IKivoProperty> const& decl : decls) {
-        KVOSmrPtr<IKivoValue> value = decl->getValue();
-        for (auto const& [name, given] : values)
-            if (name.equalsIgnoreCase(decl->getName())) value = typed(*decl, given);
-        if (ClassRepository::isKey(*decl)) {
-            if (!value) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + decl->getName() + " has no value");
-            keys.push_back({decl->getName(), value});
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        IKivoProperty const& decl = *shape->decls[i];
+        KVOSmrPtr<IKivoValue> value = decl.getValue();
+        for (auto const& [given, v] : values)
+            if (given.equalsIgnoreCase(columns[i].name)) value = typed(decl, v);
+        if (shape->isKey[i]) {
+            if (!value) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + columns[i].name + " has no value");
+            keys.push_back({columns[i].name, value});
         }
-        properties.append(KVOSmrPtr<IKivoProperty>(new CKivoProperty(decl->getName(), decl->getCIMType(),
-                                                                     decl->isArray(), value, {},
-                                                                     decl->getClassOrigin(), decl->isPropagated(),
-                                                                     decl->getReferenceClass())));
+        block->push_back(std::move(value));
     }
-    KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(nameSpace, cls.getName(), std::move(keys), KVOString()));
-    return KVOSmrPtr<IKivoObject>(new CKivoObject(cls.getName(), std::move(properties), std::move(path)));
+    KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(nameSpace, shape->table->className(), std::move(keys),
+                                                            KVOString()));
+    return KVOSmrPtr<IKivoObject>(new CKivoPackedObject(shape->table, std::move(block), std::move(path)));
 }
 
 PropertyValues valuesOf(IKivoObject const& instance) {
@@ -79,13 +131,23 @@ bool listed(KVOSmrPtr<KVOValSlist<KVOString>> const& list, KVOString const& name
 }
 
 KVOSmrPtr<IKivoObject> viewOf(IKivoObject const& instance, InstanceView const& view) {
-    KVOValSlist<KVOSmrPtr<IKivoProperty>> const all = instance.getProperties();
     std::vector<KVOSmrPtr<IKivoProperty>> const limit =
         view.limitTo ? view.limitTo->getProperties() : std::vector<KVOSmrPtr<IKivoProperty>>();
+    auto shown = [&](KVOString const& name) {
+        return listed(view.propertyList, name) && (!view.limitTo || KVOFindNamed(limit, name));
+    };
+    if (auto const* packed = dynamic_cast<CKivoPackedObject const*>(&instance)) {
+        // A view over the same value block: only the table is new (and not
+        // even that when the view shows everything as it is).
+        auto const& columns = packed->table().columns();
+        std::vector<bool> keep;  // empty: every column
+        if (view.propertyList || view.limitTo)
+            for (CKivoPropertyTable::Column const& c : columns) keep.push_back(shown(c.name));
+        return packed->withTable(packed->table().select(keep, view.includeClassOrigin));
+    }
     KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
-    for (KVOSmrPtr<IKivoProperty> const& p : all) {
-        if (!listed(view.propertyList, p->getName())) continue;
-        if (view.limitTo && !KVOFindNamed(limit, p->getName())) continue;
+    for (KVOSmrPtr<IKivoProperty> const& p : instance.getProperties()) {
+        if (!shown(p->getName())) continue;
         bool const keep = view.includeClassOrigin || p->getClassOrigin().isEmpty();
         properties.append(keep ? p : CKivoProperty::withOrigin(*p, KVOString(), p->isPropagated()));
     }

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 using namespace cimxmlpa;
@@ -116,6 +118,52 @@ TEST(CIMXMLDataTest, ReadsWhatItWritesForInstances) {
         EXPECT_TRUE(q->getValue()->sameValue(*p->getValue())) << p->getName() << ": " << q->getValue()->toString();
     }
     EXPECT_EQ(back->getProperty("Ref")->getReferenceClass(), "KIVO_DiskDrive");
+}
+
+// An instance packed beside a property table is written from prepared
+// element heads; its bytes must be those of the same properties as objects,
+// for every kind of column, with and without class origins, and for views
+// (selections) of the table, whatever order the views come in.
+TEST(CIMXMLDataTest, PackedInstancesWriteTheBytesOfTheirPropertiesAsObjects) {
+    using T = KVOCIMType;
+    // An embedded packed instance: its table is prepared while the outer one is in use.
+    auto embedded = KVOSmrPtr<IKivoObject>(new CKivoPackedObject(
+        makePropertyTable("E", {{"x", T::String, false, "E", false, ""}}),
+        std::make_shared<CKivoPackedObject::Values>(CKivoPackedObject::Values{str("<1>")}), nullptr));
+    std::vector<std::pair<CKivoPropertyTable::Column, KVOSmrPtr<IKivoValue>>> const columns = {
+        {{"Id", T::UInt32, false, "Base", false, ""}, CKivoValue::makeUnsigned(T::UInt32, 7)},
+        {{"Nam\"e", T::String, false, "", true, ""}, str(" a&b\n ")},
+        {{"Nothing", T::Real64, false, "Base", true, ""}, nullptr},
+        {{"Tags", T::String, true, "Sub<", false, ""}, CKivoValue::makeArray(T::String, {str("x"), str("y")})},
+        {{"Ref", T::Reference, false, "Sub<", false, "KIVO_DiskDrive"}, CKivoValue::makeReference(diskPath("d1"))},
+        {{"Obj", T::Instance, false, "", false, ""}, CKivoValue::makeInstance(embedded)},
+    };
+    std::vector<CKivoPropertyTable::Column> cols;
+    auto values = std::make_shared<CKivoPackedObject::Values>();
+    for (auto const& [c, v] : columns) cols.push_back(c), values->push_back(v);
+    auto table = makePropertyTable("Sub\"", cols);
+    CKivoPackedObject const packed(table, values, diskPath("d1"));
+    struct View {
+        std::vector<bool> keep;
+        bool origins;
+    };
+    View const views[] = {{{}, true}, {{}, false}, {{false, true, true, false, true, true}, true},
+                          {{true, false, false, true, false, false}, false}, {{}, true}};
+    for (bool withOrigins : {false, true}) {
+        CIMXMLDataWriter w("h", "root/cimv2", nullptr, withOrigins);
+        for (View const& v : views) {
+            KVOSmrPtr<IKivoObject> const view = packed.withTable(table->select(v.keep, v.origins));
+            CKivoObject const plain(view->getClassName(), view->getProperties(), view->getInstanceName());
+            std::string expected, actual;
+            w.writeNamedInstance(expected, plain);
+            w.writeNamedInstance(actual, *view);
+            EXPECT_EQ(actual, expected) << withOrigins << v.origins;
+            EXPECT_EQ(view->getProperties().entries(),
+                      v.keep.empty() ? columns.size() : std::size_t(std::count(v.keep.begin(), v.keep.end(), true)));
+        }
+    }
+    EXPECT_EQ(table->select({}, true), table) << "a view that changes nothing is the table itself";
+    EXPECT_EQ(table->select({}, false), table->select({}, false)) << "the view without origins is made once";
 }
 
 TEST(CIMXMLDataTest, ReadsParameterValuesUntypedOrTyped) {
