@@ -347,6 +347,14 @@ bool ClassRepository::isA(KVOString const& nameSpace, KVOString const& className
     return false;
 }
 
+std::vector<KVOSmrPtr<IKivoClass>> ClassRepository::classes(KVOString const& nameSpace) const {
+    std::shared_lock lock(_lock);
+    std::vector<KVOSmrPtr<IKivoClass>> out;
+    if (Namespace const* ns = find(nameSpace))
+        for (Entry const& e : ns->classes) out.push_back(e.resolved);
+    return out;
+}
+
 std::vector<KVOSmrPtr<IKivoClass>> ClassRepository::associations(KVOString const& nameSpace) const {
     std::shared_lock lock(_lock);
     std::vector<KVOSmrPtr<IKivoClass>> out;

@@ -81,6 +81,9 @@ public:
     std::vector<KVOSmrPtr<IKivoClass>> subclasses(KVOString const& nameSpace, KVOString const& name, bool deep) const;
     // Whether `className` is `ancestor` or descends from it.
     bool isA(KVOString const& nameSpace, KVOString const& className, KVOString const& ancestor) const;
+    // The classes of the namespace in declaration order (a modified class
+    // keeps its place).
+    std::vector<KVOSmrPtr<IKivoClass>> classes(KVOString const& nameSpace) const;
     // The association classes of the namespace, in declaration order.
     std::vector<KVOSmrPtr<IKivoClass>> associations(KVOString const& nameSpace) const;
 
