@@ -147,32 +147,67 @@ qora::IQualifierDef const* ObjectManager::getQualifier(KVOString const& nameSpac
 
 namespace {
 
-std::vector<KVOSmrPtr<IKivoQualifier>> ownQualifiers(std::vector<KVOSmrPtr<IKivoQualifier>> const& qs) {
-    std::vector<KVOSmrPtr<IKivoQualifier>> out;
-    for (KVOSmrPtr<IKivoQualifier> const& q : qs)
-        if (!q->isPropagated()) out.push_back(q);
-    return out;
-}
+// A client's qualifiers as the class declares them: without the propagated
+// ones, and with flavors that may restrict the declaration's but not widen
+// them (a QUALIFIER element without flavor attributes reads as
+// EnableOverride and ToSubclass, which must not lift a DisableOverride or
+// Restricted declaration).
+class Declared {
+public:
+    Declared(ClassRepository const& repo, KVOString nameSpace) : _repo(repo), _ns(std::move(nameSpace)) {}
 
-// The declaration a class received from a client stands for: its own
-// members and qualifiers, without class origins.
-CKivoClass::Members declaredForm(IKivoClass const& cls) {
-    CKivoClass::Members d;
-    d.superClassName = cls.getSuperClassName();
-    d.qualifiers = ownQualifiers(cls.getQualifiers());
-    for (KVOSmrPtr<IKivoProperty> const& p : cls.getProperties()) {
-        if (p->isPropagated()) continue;
-        d.properties.push_back(KVOSmrPtr<IKivoProperty>(
-            new CKivoProperty(p->getName(), p->getCIMType(), p->isArray(), p->getValue(), ownQualifiers(p->getQualifiers()),
-                              KVOString(), false, p->getReferenceClass(), p->getArraySize())));
+    std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers(std::vector<KVOSmrPtr<IKivoQualifier>> const& qs) const {
+        std::vector<KVOSmrPtr<IKivoQualifier>> out;
+        for (KVOSmrPtr<IKivoQualifier> const& q : qs) {
+            if (q->isPropagated()) continue;
+            qora::IQualifierDef const* decl = _repo.getQualifierDecl(_ns, q->getName());
+            if (!decl) {
+                out.push_back(q);  // the checks refuse it
+                continue;
+            }
+            KVOQualifierFlavors const d = decl->getFlavors(), g = q->getFlavors();
+            KVOQualifierFlavors f;
+            f.overridable = d.overridable && g.overridable;
+            f.toSubclass = d.toSubclass && g.toSubclass;
+            f.translatable = d.translatable || g.translatable;
+            f.toInstance = d.toInstance || g.toInstance;
+            out.push_back(KVOSmrPtr<IKivoQualifier>(new CKivoQualifier(decl->getName(), q->getCIMType(), q->getValue(), f)));
+        }
+        return out;
     }
-    for (KVOSmrPtr<IKivoMethod> const& m : cls.getMethods()) {
-        if (m->isPropagated()) continue;
-        d.methods.push_back(KVOSmrPtr<IKivoMethod>(
-            new CKivoMethod(m->getName(), m->getReturnType(), m->getParameters(), ownQualifiers(m->getQualifiers()))));
+
+    // The declaration a class received from a client stands for: its own
+    // members and qualifiers, without class origins.
+    CKivoClass::Members of(IKivoClass const& cls) const {
+        CKivoClass::Members d;
+        d.superClassName = cls.getSuperClassName();
+        d.qualifiers = qualifiers(cls.getQualifiers());
+        for (KVOSmrPtr<IKivoProperty> const& p : cls.getProperties()) {
+            if (p->isPropagated()) continue;
+            d.properties.push_back(KVOSmrPtr<IKivoProperty>(
+                new CKivoProperty(p->getName(), p->getCIMType(), p->isArray(), p->getValue(), qualifiers(p->getQualifiers()),
+                                  KVOString(), false, p->getReferenceClass(), p->getArraySize())));
+        }
+        for (KVOSmrPtr<IKivoMethod> const& m : cls.getMethods()) {
+            if (m->isPropagated()) continue;
+            std::vector<KVOSmrPtr<IKivoParameter>> parameters;
+            for (KVOSmrPtr<IKivoParameter> const& a : m->getParameters()) {
+                std::vector<KVOSmrPtr<IKivoQualifier>> qs = qualifiers(a->getQualifiers());
+                for (KVOSmrPtr<IKivoQualifier> const& q : a->getQualifiers())  // passed on from an overridden method
+                    if (q->isPropagated()) qs.push_back(q);
+                parameters.push_back(KVOSmrPtr<IKivoParameter>(new CKivoParameter(
+                    a->getName(), a->getCIMType(), a->isArray(), std::move(qs), a->getReferenceClass(), a->getArraySize())));
+            }
+            d.methods.push_back(KVOSmrPtr<IKivoMethod>(
+                new CKivoMethod(m->getName(), m->getReturnType(), std::move(parameters), qualifiers(m->getQualifiers()))));
+        }
+        return d;
     }
-    return d;
-}
+
+private:
+    ClassRepository const& _repo;
+    KVOString const _ns;
+};
 
 // Classes with a reference (property or parameter) to `target`, other than
 // `target` itself.
@@ -205,7 +240,7 @@ void ObjectManager::createClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass
     if (!cls || cls->getName().isEmpty()) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no class given");
     if (_repository.getClass(nameSpace, cls->getName()))
         raise(CIM_ERR_ALREADY_EXISTS, kWhere, "class " + cls->getName() + " already exists");
-    CKivoClass::Members declared = declaredForm(*cls);
+    CKivoClass::Members declared = Declared(_repository, nameSpace).of(*cls);
     checks::checkClass(_repository, nameSpace, cls->getName(), declared);
     _repository.addClass(nameSpace, cls->getName(), std::move(declared));
 }
@@ -219,7 +254,7 @@ void ObjectManager::modifyClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass
     if (!_repository.subclasses(nameSpace, existing->getName(), false).empty())
         raise(CIM_ERR_CLASS_HAS_CHILDREN, kWhere, "class " + existing->getName() + " has subclasses");
     requireNoInstances(nameSpace, *existing);
-    CKivoClass::Members declared = declaredForm(*cls);
+    CKivoClass::Members declared = Declared(_repository, nameSpace).of(*cls);
     checks::checkClass(_repository, nameSpace, existing->getName(), declared);
     _repository.replaceClass(nameSpace, existing->getName(), std::move(declared));
 }

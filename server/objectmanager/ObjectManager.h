@@ -155,7 +155,9 @@ public:
 
     // ---- Schema changes (the errors: above) ----
     // Members and qualifiers marked propagated in `cls` are taken as
-    // inherited and dropped; the rest is the class's own declaration.
+    // inherited and dropped; the rest is the class's own declaration. A
+    // qualifier's flavors may restrict its declaration's (DisableOverride,
+    // Restricted), not widen them.
     void createClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls);
     void modifyClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls);
     void deleteClass(KVOString const& nameSpace, KVOString const& className);
