@@ -5,47 +5,14 @@
 #include "mof/MofCompiler.h"
 #include "objectmanager/DefaultModel.h"
 
+#include "ClassText.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
 
 namespace {
-
-std::string text(KVOSmrPtr<IKivoValue> const& v) { return v ? v->toString().str() : "NULL"; }
-
-// The qualifiers, one line each, sorted; Override is left out (the code
-// overrides without it).
-std::string qualifiers(std::vector<KVOSmrPtr<IKivoQualifier>> const& qs, std::string const& indent) {
-    std::vector<std::string> lines;
-    for (auto const& q : qs) {
-        if (q->getName().equalsIgnoreCase("Override")) continue;
-        KVOQualifierFlavors const f = q->getFlavors();
-        lines.push_back(indent + "[" + q->getName().str() + "=" + text(q->getValue()) + " " + KVOCIMTypes::name(q->getCIMType()).str() +
-                        (f.overridable ? " overridable" : "") + (f.toSubclass ? " tosubclass" : "") +
-                        (f.translatable ? " translatable" : "") + (q->isPropagated() ? " propagated" : "") + "]\n");
-    }
-    std::sort(lines.begin(), lines.end());
-    std::string out;
-    for (auto const& l : lines) out += l;
-    return out;
-}
-
-std::string describe(IKivoClass const& c) {
-    std::string out = "class " + c.getName().str() + " : " + c.getSuperClassName().str() + "\n" + qualifiers(c.getQualifiers(), "");
-    for (auto const& p : c.getProperties())
-        out += "  " + KVOCIMTypes::name(p->getCIMType()).str() + (p->isArray() ? "[] " : " ") + p->getName().str() + " ref=" +
-               p->getReferenceClass().str() + " = " + text(p->getValue()) + " origin=" + p->getClassOrigin().str() +
-               (p->isPropagated() ? " propagated" : "") + "\n" + qualifiers(p->getQualifiers(), "    ");
-    for (auto const& m : c.getMethods()) {
-        out += "  " + KVOCIMTypes::name(m->getReturnType()).str() + " " + m->getName().str() + "() origin=" +
-               m->getClassOrigin().str() + (m->isPropagated() ? " propagated" : "") + "\n" + qualifiers(m->getQualifiers(), "    ");
-        for (auto const& a : m->getParameters())
-            out += "    " + KVOCIMTypes::name(a->getCIMType()).str() + (a->isArray() ? "[] " : " ") + a->getName().str() + "\n" +
-                   qualifiers(a->getQualifiers(), "      ");
-    }
-    return out;
-}
 
 TEST(MofModel, DeclaresTheClassesOfTheModelBuiltInCode) {
     kivo::om::ObjectManager om;
@@ -63,7 +30,7 @@ TEST(MofModel, DeclaresTheClassesOfTheModelBuiltInCode) {
         for (auto const& c : want) {
             KVOSmrPtr<IKivoClass> other = compiled.getClass(ns, c->getName());
             ASSERT_TRUE(other) << c->getName().str();
-            EXPECT_EQ(describe(*other), describe(*c));
+            EXPECT_EQ(class_text::describe(*other), class_text::describe(*c));
         }
         for (auto const* d : built.qualifierDecls(ns)) {
             qora::IQualifierDef const* other = compiled.getQualifierDecl(ns, d->getName());
@@ -71,7 +38,7 @@ TEST(MofModel, DeclaresTheClassesOfTheModelBuiltInCode) {
             EXPECT_EQ(other->getName(), d->getName());
             EXPECT_EQ(other->getScopes(), d->getScopes()) << d->getName().str();
             EXPECT_EQ(other->getFlavors(), d->getFlavors()) << d->getName().str();
-            EXPECT_EQ(text(other->getDefault()), text(d->getDefault())) << d->getName().str();
+            EXPECT_EQ(class_text::text(other->getDefault()), class_text::text(d->getDefault())) << d->getName().str();
         }
     }
 }
