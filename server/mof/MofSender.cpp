@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <set>
 
 namespace kivo::mof {
@@ -70,6 +71,9 @@ std::string base64(std::string const& in) {
 // One HTTP/1.1 connection; reopened on demand.
 class Client {
 public:
+    // Responses to the schema requests are short; a longer one is not an answer.
+    static constexpr std::size_t kMaxBody = 16u << 20;
+
     explicit Client(SendTarget const& target) : _target(target) {}
     ~Client() { close(); }
     Client(Client const&) = delete;
@@ -186,18 +190,23 @@ private:
         if (chunked) {
             for (;;) {
                 if (!line(l)) return false;
-                std::size_t const size = std::stoul(l, nullptr, 16);
+                char* end = nullptr;
+                unsigned long const size = std::strtoul(l.c_str(), &end, 16);
+                if (end == l.c_str() || size > kMaxBody - body.size()) return false;
                 if (size == 0) break;
                 std::string crlf;
                 if (!exactly(size, body) || !exactly(2, crlf)) return false;
             }
             while (line(l) && !l.empty()) {
             }  // trailers (the status is in the body as well)
+        } else if (length > static_cast<long>(kMaxBody)) {
+            return false;
         } else if (length >= 0) {
             if (!exactly(static_cast<std::size_t>(length), body)) return false;
         } else {
-            while (fill()) {
+            while (_buffer.size() <= kMaxBody && fill()) {
             }
+            if (_buffer.size() > kMaxBody) return false;
             body = std::move(_buffer);
             closing = true;
         }

@@ -10,7 +10,7 @@
 //
 // The transport is a blocking HTTP/1.1 client over one plain TCP connection
 // (reopened when the server closes it), with optional Basic credentials;
-// every read and write is bounded by `timeout`. Used by kivo-mof on its own
+// every read and write is bounded by `timeout`, and a response body by 16 MiB. Used by kivo-mof on its own
 // thread; nothing here is shared.
 #pragma once
 

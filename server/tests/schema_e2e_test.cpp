@@ -53,7 +53,9 @@ protected:
         ASSERT_TRUE(server.start({"--threads", "2", "--log-level", "critical"}, error)) << error;
     }
     void TearDown() override {
-        if (server.pid() > 0) EXPECT_EQ(server.stop(SIGTERM), 0);
+        if (server.pid() > 0) {
+            EXPECT_EQ(server.stop(SIGTERM), 0);
+        }
         std::filesystem::remove_all(dir);
     }
 
@@ -76,6 +78,13 @@ protected:
 
 TEST_F(SchemaTest, SentModelEqualsTheCompiledOneAndRefusesWhatWouldDangle) {
     std::string out;
+    // A tree that does not compile whole sends nothing.
+    std::ofstream(dir / "bad.mof") << "class KIVT_Bad : KIVT_Nowhere {};\n";
+    EXPECT_EQ(e2e::run(KIVO_MOF_BINARY, {"send", server.url(""), (dir / "kivo.mof").string(), (dir / "bad.mof").string()}, out), 1);
+    EXPECT_NE(out.find("bad.mof:1:18: superclass KIVT_Nowhere of KIVT_Bad is not defined\nnothing was sent"),
+              std::string::npos) << out;
+    EXPECT_EQ(errorCode(call("GetClass", className("KIVT_ManagedElement"))), "5");
+
     int const rc = e2e::run(KIVO_MOF_BINARY, {"send", server.url(""), (dir / "kivo.mof").string(), (dir / "disk.mof").string()}, out);
     ASSERT_EQ(rc, 0) << out;
     EXPECT_NE(out.find("sent 18 qualifier declarations, 13 classes, 1 instances"), std::string::npos) << out;
