@@ -201,6 +201,168 @@ KVOSmrPtr<IKivoValue> parameterValue(pugi::xml_node parameter, std::string const
     invalid(where(parameter) + " holds " + v.name());
 }
 
+namespace {
+
+// A boolean attribute ("true"/"false", any case); `fallback` when absent.
+bool flagAttribute(pugi::xml_node node, char const* name, bool fallback) {
+    pugi::xml_attribute a = node.attribute(name);
+    if (!a) return fallback;
+    if (text::equalsIgnoreCase(a.value(), "true")) return true;
+    if (text::equalsIgnoreCase(a.value(), "false")) return false;
+    invalid(where(node) + ": " + name + " is not true or false");
+}
+
+unsigned arraySize(pugi::xml_node node) {
+    pugi::xml_attribute a = node.attribute("ARRAYSIZE");
+    if (!a) return 0;
+    std::string const t = a.value();
+    if (t.empty() || t.size() > 10 || t.find_first_not_of("0123456789") != std::string::npos ||
+        std::stoull(t) > 0xFFFFFFFFull)
+        invalid(where(node) + ": ARRAYSIZE is not a uint32");
+    return static_cast<unsigned>(std::stoull(t));
+}
+
+// The type of a property or parameter: TYPE, an EmbeddedObject string as
+// instance or class.
+KVOCIMType memberType(pugi::xml_node node) {
+    KVOCIMType const type = typeNamed(node, requiredAttribute(node, "TYPE").str());
+    pugi::xml_attribute embedded = node.attribute("EmbeddedObject");
+    if (!embedded || type != KVOCIMType::String) return type;
+    if (text::equalsIgnoreCase(embedded.value(), "instance")) return KVOCIMType::Instance;
+    if (text::equalsIgnoreCase(embedded.value(), "object")) return KVOCIMType::Class;
+    invalid(where(node) + ": EmbeddedObject " + embedded.value());
+}
+
+// VALUE or VALUE.ARRAY of `type`; null for none.
+KVOSmrPtr<IKivoValue> typedValue(pugi::xml_node v, KVOCIMType type, bool isArray, pugi::xml_node owner) {
+    if (type == KVOCIMType::Instance || type == KVOCIMType::Class)
+        invalid(where(owner) + ": an embedded object default is not supported");
+    if (!isArray && is(v, "VALUE")) return CKivoValue::parse(type, textOf(v));
+    if (isArray && is(v, "VALUE.ARRAY")) return CKivoValue::parseArray(type, arrayTexts(v));
+    invalid(where(owner) + " holds " + v.name());
+}
+
+KVOSmrPtr<IKivoQualifier> qualifier(pugi::xml_node q) {
+    KVOString name = requiredAttribute(q, "NAME");
+    KVOCIMType const type = typeNamed(q, requiredAttribute(q, "TYPE").str());
+    KVOQualifierFlavors flavors;
+    flavors.overridable = flagAttribute(q, "OVERRIDABLE", flavors.overridable);
+    flavors.toSubclass = flagAttribute(q, "TOSUBCLASS", flavors.toSubclass);
+    flavors.toInstance = flagAttribute(q, "TOINSTANCE", flavors.toInstance);
+    flavors.translatable = flagAttribute(q, "TRANSLATABLE", flavors.translatable);
+    std::vector<pugi::xml_node> content = childElements(q);
+    if (content.size() > 1) invalid(where(q) + " holds more than one value");
+    KVOSmrPtr<IKivoValue> value;
+    if (!content.empty()) value = typedValue(content[0], type, is(content[0], "VALUE.ARRAY"), q);
+    return KVOSmrPtr<IKivoQualifier>(new CKivoQualifier(name, type, value, flavors, flagAttribute(q, "PROPAGATED", false)));
+}
+
+// The QUALIFIER children of `node`; the other children in `rest`.
+std::vector<KVOSmrPtr<IKivoQualifier>> qualifiersOf(pugi::xml_node node, std::vector<pugi::xml_node>& rest) {
+    std::vector<KVOSmrPtr<IKivoQualifier>> out;
+    for (pugi::xml_node c : childElements(node)) {
+        if (is(c, "QUALIFIER")) out.push_back(qualifier(c));
+        else rest.push_back(c);
+    }
+    return out;
+}
+
+KVOSmrPtr<IKivoProperty> classProperty(pugi::xml_node p) {
+    bool const array = is(p, "PROPERTY.ARRAY");
+    bool const ref = is(p, "PROPERTY.REFERENCE");
+    KVOString name = requiredAttribute(p, "NAME");
+    KVOCIMType const type = ref ? KVOCIMType::Reference : memberType(p);
+    std::vector<pugi::xml_node> rest;
+    std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers = qualifiersOf(p, rest);
+    if (rest.size() > 1) invalid(where(p) + " holds more than one value");
+    KVOSmrPtr<IKivoValue> value;
+    if (!rest.empty()) {
+        if (ref && !is(rest[0], "VALUE.REFERENCE")) invalid(where(p) + " holds " + rest[0].name());
+        value = ref ? reference(rest[0], KVOString()) : typedValue(rest[0], type, array, p);
+    }
+    return KVOSmrPtr<IKivoProperty>(new CKivoProperty(
+        name, type, array, value, std::move(qualifiers), KVOString(p.attribute("CLASSORIGIN").value()),
+        flagAttribute(p, "PROPAGATED", false), KVOString(p.attribute("REFERENCECLASS").value()), arraySize(p)));
+}
+
+KVOSmrPtr<IKivoParameter> parameter(pugi::xml_node p) {
+    bool const ref = is(p, "PARAMETER.REFERENCE") || is(p, "PARAMETER.REFARRAY");
+    bool const array = is(p, "PARAMETER.ARRAY") || is(p, "PARAMETER.REFARRAY");
+    if (!ref && !array && !is(p, "PARAMETER")) invalid("METHOD holds " + std::string(p.name()));
+    KVOCIMType const type = ref ? KVOCIMType::Reference : memberType(p);
+    std::vector<pugi::xml_node> rest;
+    std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers = qualifiersOf(p, rest);
+    if (!rest.empty()) invalid(where(p) + " holds " + rest[0].name());
+    return KVOSmrPtr<IKivoParameter>(new CKivoParameter(requiredAttribute(p, "NAME"), type, array, std::move(qualifiers),
+                                                        KVOString(p.attribute("REFERENCECLASS").value()), arraySize(p)));
+}
+
+KVOSmrPtr<IKivoMethod> method(pugi::xml_node m) {
+    KVOString name = requiredAttribute(m, "NAME");
+    KVOCIMType const type = m.attribute("TYPE") ? typeNamed(m, m.attribute("TYPE").value()) : KVOCIMType::UInt32;
+    std::vector<pugi::xml_node> rest;
+    std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers = qualifiersOf(m, rest);
+    std::vector<KVOSmrPtr<IKivoParameter>> parameters;
+    for (pugi::xml_node p : rest) parameters.push_back(parameter(p));
+    return KVOSmrPtr<IKivoMethod>(new CKivoMethod(name, type, std::move(parameters), std::move(qualifiers),
+                                                  KVOString(m.attribute("CLASSORIGIN").value()),
+                                                  flagAttribute(m, "PROPAGATED", false)));
+}
+
+}  // namespace
+
+KVOSmrPtr<IKivoClass> classDeclaration(pugi::xml_node classElement) {
+    if (!is(classElement, "CLASS")) invalid(std::string("expected CLASS, found ") + classElement.name());
+    KVOString name = requiredAttribute(classElement, "NAME");
+    CKivoClass::Members members;
+    members.superClassName = KVOString(classElement.attribute("SUPERCLASS").value());
+    std::vector<pugi::xml_node> rest;
+    members.qualifiers = qualifiersOf(classElement, rest);
+    for (pugi::xml_node c : rest) {
+        if (is(c, "PROPERTY") || is(c, "PROPERTY.ARRAY") || is(c, "PROPERTY.REFERENCE")) {
+            members.properties.push_back(classProperty(c));
+        } else if (is(c, "METHOD")) {
+            members.methods.push_back(method(c));
+        } else {
+            invalid("CLASS holds " + std::string(c.name()));
+        }
+    }
+    return KVOSmrPtr<IKivoClass>(new CKivoClass(name, std::move(members)));
+}
+
+KVOSmrPtr<qora::IQualifierDef> qualifierDeclaration(pugi::xml_node element) {
+    if (!is(element, "QUALIFIER.DECLARATION"))
+        invalid(std::string("expected QUALIFIER.DECLARATION, found ") + element.name());
+    KVOString name = requiredAttribute(element, "NAME");
+    KVOCIMType const type = typeNamed(element, requiredAttribute(element, "TYPE").str());
+    bool const isArray = flagAttribute(element, "ISARRAY", false);
+    KVOQualifierFlavors flavors;
+    flavors.overridable = flagAttribute(element, "OVERRIDABLE", flavors.overridable);
+    flavors.toSubclass = flagAttribute(element, "TOSUBCLASS", flavors.toSubclass);
+    flavors.toInstance = flagAttribute(element, "TOINSTANCE", flavors.toInstance);
+    flavors.translatable = flagAttribute(element, "TRANSLATABLE", flavors.translatable);
+    unsigned scopes = 0;
+    KVOSmrPtr<IKivoValue> def;
+    bool scoped = false;
+    for (pugi::xml_node c : childElements(element)) {
+        if (is(c, "SCOPE") && !scoped) {
+            scoped = true;
+            static constexpr std::pair<char const*, unsigned> kScopes[] = {
+                {"CLASS", KVOQualifierScope::CLASS},         {"ASSOCIATION", KVOQualifierScope::ASSOCIATION},
+                {"REFERENCE", KVOQualifierScope::REFERENCE}, {"PROPERTY", KVOQualifierScope::PROPERTY},
+                {"METHOD", KVOQualifierScope::METHOD},       {"PARAMETER", KVOQualifierScope::PARAMETER},
+                {"INDICATION", KVOQualifierScope::INDICATION}};
+            for (auto const& [attribute, bit] : kScopes)
+                if (flagAttribute(c, attribute, false)) scopes |= bit;
+        } else if (!def && (is(c, "VALUE") || is(c, "VALUE.ARRAY"))) {
+            def = typedValue(c, type, isArray, element);
+        } else {
+            invalid(where(element) + " holds " + c.name());
+        }
+    }
+    return KVOSmrPtr<qora::IQualifierDef>(new CKivoQualifierDef(name, type, isArray, def, scopes, flavors));
+}
+
 bool booleanValue(pugi::xml_node parameter) {
     std::string value = only(parameter, "VALUE").text().get();
     if (text::equalsIgnoreCase(value, "TRUE")) return true;

@@ -1,7 +1,8 @@
 // Reads the DSP0201 elements that requests carry into the platform's CIM data
 // objects: class names, instance names and paths with typed keys, instances
-// (with their typed properties), values and arrays, references, property
-// lists and booleans.
+// (with their typed properties), classes and qualifier declarations (the
+// schema operations), values and arrays, references, property lists and
+// booleans.
 //
 // Used by the parameter tables of the operations (CIMXMLParams.h). Each
 // function takes the element itself (for example the INSTANCENAME element) and
@@ -11,11 +12,13 @@
 // invalid parameter. Pure functions of the document; safe from any thread.
 #pragma once
 
+#include "KivoUtilities/IKivoClass.h"
 #include "KivoUtilities/IKivoInstanceName.h"
 #include "KivoUtilities/IKivoObject.h"
 #include "KivoUtilities/IKivoValue.h"
 #include "KivoUtilities/KVOSmrPtr.h"
 #include "KivoUtilities/KVOValSlist.h"
+#include "KivoUtilities/IQualifierDef.h"
 
 #include <pugixml.hpp>
 
@@ -45,6 +48,16 @@ KVOSmrPtr<IKivoObject> instance(pugi::xml_node instanceElement, KVOSmrPtr<IKivoI
 
 // VALUE.NAMEDINSTANCE: the instance with its path.
 KVOSmrPtr<IKivoObject> namedInstance(pugi::xml_node namedInstance, KVOString const& nameSpace);
+
+// CLASS: its SUPERCLASS, QUALIFIERs (typed by TYPE, with their flavors and
+// PROPAGATED), properties (PROPERTY, PROPERTY.ARRAY with ARRAYSIZE,
+// PROPERTY.REFERENCE with REFERENCECLASS; EmbeddedObject strings as instance
+// or class values; defaults typed by TYPE), METHODs and their parameters, as
+// a class without superclass object; CLASSORIGIN and PROPAGATED are kept.
+KVOSmrPtr<IKivoClass> classDeclaration(pugi::xml_node classElement);
+// QUALIFIER.DECLARATION: name, TYPE, ISARRAY, ARRAYSIZE (ignored), flavors,
+// SCOPE and the default (VALUE or VALUE.ARRAY).
+KVOSmrPtr<qora::IQualifierDef> qualifierDeclaration(pugi::xml_node element);
 
 // The value a parameter element holds (IPARAMVALUE, PARAMVALUE): VALUE,
 // VALUE.ARRAY, VALUE.REFERENCE or VALUE.REFARRAY; null when it holds none

@@ -321,6 +321,7 @@ void CIMXMLDataWriter::writeProperty(std::string& out, IKivoProperty const& prop
     if (type == KVOCIMType::Instance || type == KVOCIMType::Class) {
         attr(out, "EmbeddedObject", type == KVOCIMType::Instance ? "instance" : "object");
     }
+    if (isArray && property.getArraySize() != 0) attr(out, "ARRAYSIZE", std::to_string(property.getArraySize()));
     if (_includeClassOrigin) {
         KVOString origin = origins ? origins->getPropertyOrigin(property.getName()) : KVOString();
         if (origin.isEmpty()) origin = property.getClassOrigin();
@@ -355,6 +356,7 @@ void CIMXMLDataWriter::writeMethod(std::string& out, IKivoMethod const& method) 
         } else {
             attr(out, "TYPE", typeName(p->getCIMType()));
         }
+        if (p->isArray() && p->getArraySize() != 0) attr(out, "ARRAYSIZE", std::to_string(p->getArraySize()));
         out += '>';
         writeQualifiers(out, p->getQualifiers());
         out += "</";

@@ -8,8 +8,11 @@
 #include "Cimom/ProtocolAdapter/Common/ExecQueryOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorsOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoCreateClassOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoCreateInstanceOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoDeleteClassOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoDeleteInstanceOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoDeleteQualifierOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateClassNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateClassesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoEnumerateInstanceNamesOperationBase.h"
@@ -20,10 +23,12 @@
 #include "Cimom/ProtocolAdapter/Common/KivoGetPropertyOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoGetQualifierOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoInvokeMethodOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoModifyClassOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoModifyInstanceOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoReferenceNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoReferencesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoSetPropertyOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoSetQualifierOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/OpenAssociatorInstancePathsOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/OpenAssociatorInstancesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/OpenEnumerateInstancePathsOperationBase.h"
@@ -256,6 +261,83 @@ struct GetQualifierTraits {
             if (qora::IQualifierDef const* def = op.getQualifierDef()) ch.dataWriter().writeQualifierDeclaration(out, *def);
         });
     }
+};
+
+// --- Schema operations: an empty IMETHODRESPONSE or the error ---------------
+
+// The one element a parameter holds, read by `read`.
+template <class Result, class Read>
+Result oneElement(pugi::xml_node p, char const* what, Read read) {
+    std::vector<pugi::xml_node> c = childElements(p);
+    if (c.size() != 1) reader::invalid(std::string(p.attribute("NAME").value()) + " must hold one " + what);
+    return read(c[0]);
+}
+
+template <class Base>
+ParamSpec<Base> classParam(char const* name) {
+    return {name, Required, [](Base& op, pugi::xml_node p, KVOString const&) {
+                KVOSmrPtr<IKivoClass> cls = oneElement<KVOSmrPtr<IKivoClass>>(p, "CLASS", &reader::classDeclaration);
+                op.setClassName(cls->getName());
+                op.setClass(cls);
+            }};
+}
+
+struct CreateClassTraits {
+    using Base = KivoCreateClassOperationBase;
+    static constexpr char const* name = "CreateClass";
+    static Table<Base> const& params() {
+        static Table<Base> const table = {classParam<Base>("NewClass")};
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { ch.writeSingle(op, {}); }
+};
+
+struct ModifyClassTraits {
+    using Base = KivoModifyClassOperationBase;
+    static constexpr char const* name = "ModifyClass";
+    static Table<Base> const& params() {
+        static Table<Base> const table = {classParam<Base>("ModifiedClass")};
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { ch.writeSingle(op, {}); }
+};
+
+struct DeleteClassTraits {
+    using Base = KivoDeleteClassOperationBase;
+    static constexpr char const* name = "DeleteClass";
+    static Table<Base> const& params() {
+        static Table<Base> const table = {classNameParam<Base>(Required)};
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { ch.writeSingle(op, {}); }
+};
+
+struct SetQualifierTraits {
+    using Base = KivoSetQualifierOperationBase;
+    static constexpr char const* name = "SetQualifier";
+    static Table<Base> const& params() {
+        static Table<Base> const table = {
+            {"QualifierDeclaration", Required,
+             [](Base& op, pugi::xml_node p, KVOString const&) {
+                 op.setQualifierDef(oneElement<KVOSmrPtr<qora::IQualifierDef>>(p, "QUALIFIER.DECLARATION",
+                                                                              &reader::qualifierDeclaration));
+             }},
+        };
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { ch.writeSingle(op, {}); }
+};
+
+struct DeleteQualifierTraits {
+    using Base = KivoDeleteQualifierOperationBase;
+    static constexpr char const* name = "DeleteQualifier";
+    static Table<Base> const& params() {
+        static Table<Base> const table = {
+            param<Base>(&Base::setQualifierName, "QualifierName", Required, &ParamReaders::string),
+        };
+        return table;
+    }
+    static void write(Base& op, ResponseChannel& ch) { ch.writeSingle(op, {}); }
 };
 
 struct EnumerateQualifiersTraits {
@@ -791,6 +873,11 @@ constexpr IntrinsicEntry intrinsics[] = {
     entry<ReferenceNamesTraits>(),
     entry<GetQualifierTraits>(),
     entry<EnumerateQualifiersTraits>(),
+    entry<CreateClassTraits>(),
+    entry<ModifyClassTraits>(),
+    entry<DeleteClassTraits>(),
+    entry<SetQualifierTraits>(),
+    entry<DeleteQualifierTraits>(),
     entry<OpenEnumerateInstancesTraits>(),
     entry<OpenEnumerateInstancePathsTraits>(),
     entry<OpenReferenceInstancesTraits>(),

@@ -13,13 +13,15 @@
 // (GetClass, EnumerateClasses, EnumerateClassNames, GetInstance,
 // EnumerateInstances, EnumerateInstanceNames, GetProperty, SetProperty,
 // CreateInstance, ModifyInstance, DeleteInstance, Associators, AssociatorNames,
-// References, ReferenceNames, GetQualifier, EnumerateQualifiers), the pulled
+// References, ReferenceNames, GetQualifier, EnumerateQualifiers), the schema
+// operations (CreateClass and ModifyClass with the class as CLASS,
+// DeleteClass, SetQualifier with a QUALIFIER.DECLARATION, DeleteQualifier;
+// each answers an empty IMETHODRESPONSE or the error), the pulled
 // enumerations of DSP0200 1.3 (the seven Open operations, PullInstancesWithPath,
 // PullInstancePaths, PullInstances, CloseEnumeration), ExecQuery, and
 // extrinsic methods (InvokeMethod). An ExecQuery whose select list names
 // properties goes to the row path of CIMXMLExecuteQuery.h; SELECT * is the
-// handler's ExecQuery (VALUE.OBJECTWITHPATH). The class and qualifier changes
-// are not implemented: they answer CIM_ERR_NOT_SUPPORTED.
+// handler's ExecQuery (VALUE.OBJECTWITHPATH).
 //
 // Pulled responses (DSP0201): the batch in IRETURNVALUE (VALUE.INSTANCEWITHPATH
 // for the instance Opens and PullInstancesWithPath, INSTANCEPATH for the path

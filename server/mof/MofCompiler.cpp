@@ -2,6 +2,7 @@
 
 #include "KivoUtilities/KVOCIMText.h"
 #include "KivoUtilities/KivoBaseException.h"
+#include "objectmanager/ClassChecks.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -47,33 +48,9 @@ struct QualifierAst {
 
 using Qualifiers = std::vector<KVOSmrPtr<IKivoQualifier>>;
 
-bool sameValue(KVOSmrPtr<IKivoValue> const& a, KVOSmrPtr<IKivoValue> const& b) {
-    if (!a || !b) return !a && !b;
-    if (a->isArray() != b->isArray()) return false;
-    if (!a->isArray()) return a->toString() == b->toString();
-    std::vector<KVOSmrPtr<IKivoValue>> const x = a->getElements();
-    std::vector<KVOSmrPtr<IKivoValue>> const y = b->getElements();
-    if (x.size() != y.size()) return false;
-    for (std::size_t i = 0; i < x.size(); ++i)
-        if (!sameValue(x[i], y[i])) return false;
-    return true;
-}
-
 bool isPropertyType(std::string const& word, KVOCIMType& type) {
     if (!KVOCIMTypes::fromName(KVOString(word), type)) return false;
     return type != KVOCIMType::Reference && type != KVOCIMType::Instance && type != KVOCIMType::Class;
-}
-
-char const* scopeWord(unsigned scope) {
-    switch (scope) {
-        case KVOQualifierScope::CLASS: return "class";
-        case KVOQualifierScope::ASSOCIATION: return "association";
-        case KVOQualifierScope::INDICATION: return "indication";
-        case KVOQualifierScope::PROPERTY: return "property";
-        case KVOQualifierScope::REFERENCE: return "reference";
-        case KVOQualifierScope::METHOD: return "method";
-        default: return "parameter";
-    }
 }
 
 std::string lower(std::string s) {
@@ -118,6 +95,11 @@ private:
 
     [[noreturn]] void fail(MofPosition at, std::string const& message) const {
         throw CompileError{MofError{_src->name, at, message}};
+    }
+    // Fails at `at` with `problem` unless it is empty (the shared class rules
+    // answer so).
+    void check(MofPosition at, std::string const& problem) const {
+        if (!problem.empty()) fail(at, problem);
     }
     MofToken const& tok() const { return _src->token; }
     void advance() {
@@ -485,9 +467,7 @@ private:
         std::set<std::string> seen;
         for (QualifierAst const& a : asts) {
             qora::IQualifierDef const* decl = _repo.getQualifierDecl(_ns, KVOString(a.name));
-            if (!decl) fail(a.at, "qualifier " + a.name + " is not declared");
-            if (!(decl->getScopes() & scope))
-                fail(a.at, "qualifier " + a.name + " is not allowed on a " + scopeWord(scope));
+            check(a.at, om::checks::qualifierUse(decl, a.name, scope));
             if (!seen.insert(lower(a.name)).second) fail(a.at, "qualifier " + a.name + " is given twice");
             KVOSmrPtr<IKivoValue> v;
             if (a.value) {
@@ -508,21 +488,10 @@ private:
             if (a.toSubclass) flavors.toSubclass = *a.toSubclass;
             if (a.translatable) flavors.translatable = true;
             if (a.toInstance) flavors.toInstance = true;
-            for (KVOSmrPtr<IKivoQualifier> const& i : inherited) {
-                if (!i->getName().equalsIgnoreCase(decl->getName())) continue;
-                if (!i->getFlavors().overridable && !sameValue(i->getValue(), v))
-                    fail(a.at, "qualifier " + a.name + " has the DisableOverride flavor and cannot be overridden");
-            }
+            check(a.at, om::checks::disabledOverride(inherited, a.name, v));
             out.push_back(KVOSmrPtr<IKivoQualifier>(
                 new CKivoQualifier(decl->getName(), decl->getCIMType(), std::move(v), flavors)));
         }
-        return out;
-    }
-
-    static Qualifiers passedOn(Qualifiers const& qs) {
-        Qualifiers out;
-        for (KVOSmrPtr<IKivoQualifier> const& q : qs)
-            if (q->getFlavors().toSubclass) out.push_back(q);
         return out;
     }
 
@@ -597,12 +566,10 @@ private:
             return super && KVOQualifierFlag(super->getQualifier(q));
         };
         unsigned scope = kind;
-        if (!scope) scope = flagged("Association") ? KVOQualifierScope::ASSOCIATION
-                            : flagged("Indication") ? KVOQualifierScope::INDICATION
-                                                    : KVOQualifierScope::CLASS;
+        if (!scope) scope = om::checks::classScope(flagged("Association"), flagged("Indication"));
         CKivoClass::Members declared;
         declared.superClassName = super ? super->getName() : KVOString();
-        declared.qualifiers = qualifiers(qualifierAsts, scope, super ? passedOn(super->getQualifiers()) : Qualifiers());
+        declared.qualifiers = qualifiers(qualifierAsts, scope, super ? om::checks::passedOn(super->getQualifiers()) : Qualifiers());
         if (kind == KVOQualifierScope::ASSOCIATION && !KVOQualifierFlag(KVOFindNamed(declared.qualifiers, "Association")))
             declared.qualifiers.push_back(KVOSmrPtr<IKivoQualifier>(
                 new CKivoQualifier("Association", CKivoValue::makeBoolean(true), declFlavors("Association"))));
@@ -656,14 +623,8 @@ private:
                 targetAt = a.at;
             }
         KVOSmrPtr<Member> same = KVOFindNamed(inherited, KVOString(name));
-        if (!target) {
-            if (same) fail(at, std::string(what) + " " + name + " is inherited; redeclaring it needs the Override qualifier");
-            return nullptr;
-        }
-        if (!KVOString(*target).equalsIgnoreCase(KVOString(name)))
-            fail(targetAt, "Override names " + *target + ", but an overriding " + what + " keeps the name " + name);
-        if (!same) fail(targetAt, "Override names " + *target + ", which no superclass declares");
-        return same;
+        check(target ? targetAt : at, om::checks::overrideUse(target, name, same != nullptr, what));
+        return target ? same : nullptr;
     }
 
     KVOSmrPtr<IKivoProperty> property(std::vector<QualifierAst> const& asts, TypeRef const& type,
@@ -683,13 +644,8 @@ private:
         if (base && (base->getCIMType() != type.type || base->isArray() != isArray || base->getArraySize() != arraySize))
             fail(at, "property " + name + " overrides one of another type");
         unsigned const scope = type.type == KVOCIMType::Reference ? KVOQualifierScope::REFERENCE : KVOQualifierScope::PROPERTY;
-        Qualifiers qs = qualifiers(asts, scope, base ? passedOn(base->getQualifiers()) : Qualifiers());
-        if (KVOQualifierFlag(KVOFindNamed(qs, "Key"))) {
-            if (isArray) fail(at, "key property " + name + " cannot be an array");
-            // DSP0004: a subclass of a class with keys keeps those keys.
-            if (super && !(base && om::ClassRepository::isKey(*base)) && !om::ClassRepository::keyNames(*super).empty())
-                fail(at, "key " + name + " is new, but superclass " + super->getName().str() + " already has keys");
-        }
+        Qualifiers qs = qualifiers(asts, scope, base ? om::checks::passedOn(base->getQualifiers()) : Qualifiers());
+        if (KVOQualifierFlag(KVOFindNamed(qs, "Key"))) check(at, om::checks::keyUse(name, isArray, base.get(), super.get()));
         return KVOSmrPtr<IKivoProperty>(new CKivoProperty(KVOString(name), type.type, isArray, def, std::move(qs),
                                                           KVOString(), false, KVOString(type.referenceClass), arraySize));
     }
@@ -733,7 +689,7 @@ private:
         // namesake in the overridden method passes on, marked propagated.
         for (ParameterDraft& d : drafts) {
             KVOSmrPtr<IKivoParameter> inherited = base ? base->getParameter(KVOString(d.name)) : nullptr;
-            Qualifiers const passed = inherited ? passedOn(inherited->getQualifiers()) : Qualifiers();
+            Qualifiers const passed = inherited ? om::checks::passedOn(inherited->getQualifiers()) : Qualifiers();
             Qualifiers qs = qualifiers(d.qualifiers, KVOQualifierScope::PARAMETER, passed);
             for (KVOSmrPtr<IKivoQualifier> const& q : passed)
                 if (!KVOFindNamed(qs, q->getName())) qs.push_back(CKivoQualifier::withPropagated(*q, true));
@@ -741,7 +697,7 @@ private:
                 new CKivoParameter(KVOString(d.name), d.type.type, d.isArray, std::move(qs),
                                    KVOString(d.type.referenceClass), d.arraySize)));
         }
-        Qualifiers qs = qualifiers(asts, KVOQualifierScope::METHOD, base ? passedOn(base->getQualifiers()) : Qualifiers());
+        Qualifiers qs = qualifiers(asts, KVOQualifierScope::METHOD, base ? om::checks::passedOn(base->getQualifiers()) : Qualifiers());
         return KVOSmrPtr<IKivoMethod>(new CKivoMethod(KVOString(name), type.type, std::move(parameters), std::move(qs)));
     }
 

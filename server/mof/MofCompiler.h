@@ -10,7 +10,8 @@
 // octal, decimal, hexadecimal, real, char16, datetime, boolean and null
 // literals, arrays.
 //
-// Checked: the superclass exists; every qualifier is declared and allowed
+// Checked (the rules shared with the object manager's CreateClass,
+// objectmanager/ClassChecks.h): the superclass exists; every qualifier is declared and allowed
 // on its element; a DisableOverride qualifier is not given a new value in a
 // subclass; Override names an inherited member of the same type; keys are
 // scalar and not null-typed; reference classes exist (checked at the end of
@@ -25,8 +26,8 @@
 //
 // Who calls it: the server at start-up (loading its model), kivo-mof, tests.
 // Threading: one compile at a time per compiler, on the caller's thread; the
-// repository must not be read by other threads during the commit (it is
-// filled while the object manager starts, as ClassRepository says).
+// commit replaces the repository's content in one locked step, so readers on
+// other threads see it before or after the compile (ClassRepository.h).
 #pragma once
 
 #include "KivoUtilities/CKivoData.h"

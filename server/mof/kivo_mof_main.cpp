@@ -7,7 +7,14 @@
 //   kivo-mof bench FILE [ROUNDS]             compile FILE ROUNDS times (default
 //       3) into fresh repositories and print the best compile time and the
 //       peak RSS, beside a baseline: reading and tokenising the same files.
+//   kivo-mof send [--namespace NS] [--user NAME:PASSWORD] URL FILE...
+//       compile the files into a scratch repository (any error: nothing is
+//       sent, exit 1), then send the qualifier declarations, classes and
+//       instances to the server at URL ("http://[user:password@]host:port"),
+//       each to its namespace (#pragma namespace; NS, default root/cimv2,
+//       at the start); stop at the first error, print it and exit 1.
 #include "mof/MofCompiler.h"
+#include "mof/MofSender.h"
 
 #include <sys/resource.h>
 
@@ -27,7 +34,8 @@ using Clock = std::chrono::steady_clock;
 int usage() {
     std::fprintf(stderr,
                  "usage: kivo-mof check [--namespace NS] FILE...\n"
-                 "       kivo-mof bench FILE [ROUNDS]\n");
+                 "       kivo-mof bench FILE [ROUNDS]\n"
+                 "       kivo-mof send [--namespace NS] [--user NAME:PASSWORD] URL FILE...\n");
     return 2;
 }
 
@@ -59,6 +67,48 @@ int check(std::vector<std::string> const& args) {
         instances += r.instances.size();
     }
     std::printf("%zu classes, %zu qualifier declarations, %zu instances: no errors\n", classes, qualifiers, instances);
+    return 0;
+}
+
+int send(std::vector<std::string> const& args) {
+    KVOString nameSpace = "root/cimv2";
+    std::string credentials;
+    std::vector<std::string> rest;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--namespace" && i + 1 < args.size()) nameSpace = KVOString(args[++i]);
+        else if (args[i] == "--user" && i + 1 < args.size()) credentials = args[++i];
+        else rest.push_back(args[i]);
+    }
+    if (rest.size() < 2) return usage();
+    kivo::mof::SendTarget target;
+    std::string error;
+    if (!target.parse(rest[0], error)) {
+        std::fprintf(stderr, "kivo-mof: %s\n", error.c_str());
+        return 2;
+    }
+    if (!credentials.empty()) {
+        std::size_t const colon = credentials.find(':');
+        target.user = credentials.substr(0, colon);
+        target.password = colon == std::string::npos ? std::string() : credentials.substr(colon + 1);
+    }
+    kivo::om::ClassRepository repository;
+    MofCompiler compiler(repository, nameSpace);
+    std::vector<kivo::mof::MofInstance> instances;
+    for (std::size_t i = 1; i < rest.size(); ++i) {
+        MofResult r = compiler.compileFile(rest[i]);
+        if (!r.ok()) {
+            std::fprintf(stderr, "%s\nnothing was sent\n", r.error->text().c_str());
+            return 1;
+        }
+        for (auto& instance : r.instances) instances.push_back(std::move(instance));
+    }
+    kivo::mof::SendReport const report = kivo::mof::sendRepository(target, repository, instances);
+    std::printf("sent %zu qualifier declarations, %zu classes, %zu instances\n", report.qualifierDecls, report.classes,
+                report.instances);
+    if (!report.error.empty()) {
+        std::fprintf(stderr, "kivo-mof: %s\n", report.error.c_str());
+        return 1;
+    }
     return 0;
 }
 
@@ -113,6 +163,7 @@ int main(int argc, char** argv) {
     if (argc < 3) return usage();
     std::vector<std::string> args(argv + 2, argv + argc);
     if (std::strcmp(argv[1], "check") == 0) return check(args);
+    if (std::strcmp(argv[1], "send") == 0) return send(args);
     if (std::strcmp(argv[1], "bench") == 0) {
         int const rounds = args.size() > 1 ? std::atoi(args[1].c_str()) : 3;
         if (rounds < 1) return usage();

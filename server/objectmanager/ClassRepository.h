@@ -7,10 +7,17 @@
 // method (marked propagated, naming its class origin) and the superclass's
 // qualifiers that pass to subclasses. Lookups answer the resolved form.
 //
-// Threading: the repository is filled while the object manager starts
-// (state STARTING) and only read afterwards; reads never lock, any number of
-// threads may read at once, and every object handed out is immutable. Adding
-// a class or declaration while other threads read is not supported.
+// Threading: any number of threads may read while one writes. Every call
+// holds _lock for its own duration only: shared for reads, exclusive for
+// changes, so each call sees the repository whole, before or after a change.
+// Every object handed out is immutable and shared: a class that is removed or
+// replaced stays valid for whoever holds it. Qualifier declarations are
+// handed out as plain pointers (the operation interfaces take them so), so a
+// declaration that is replaced or deleted is retired, not freed: it lives as
+// long as the repository (one small object per replacing SetQualifier or
+// DeleteQualifier; an identical re-declaration keeps the one there). A
+// sequence of calls is not atomic: callers that check and then change (the
+// object manager's schema operations) serialise themselves.
 //
 // Names of namespaces, classes and qualifiers are matched without regard to
 // ASCII case; a namespace name may carry leading or trailing slashes.
@@ -21,6 +28,7 @@
 #include "KivoUtilities/IQualifierDef.h"
 
 #include <map>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -28,6 +36,11 @@ namespace kivo::om {
 
 class ClassRepository {
 public:
+    ClassRepository() = default;
+    // Copies take the other repository as it is at the call.
+    ClassRepository(ClassRepository const& other);
+    ClassRepository& operator=(ClassRepository const& other);
+
     // Adds an empty namespace (nothing when it exists).
     void addNamespace(KVOString const& nameSpace);
     bool hasNamespace(KVOString const& nameSpace) const;
@@ -40,6 +53,11 @@ public:
     // The declaration, or null. Declarations live as long as the repository.
     qora::IQualifierDef const* getQualifierDecl(KVOString const& nameSpace, KVOString const& name) const;
     std::vector<qora::IQualifierDef const*> qualifierDecls(KVOString const& nameSpace) const;
+    // Removes the declaration; false when there is none.
+    bool removeQualifierDecl(KVOString const& nameSpace, KVOString const& name);
+    // The classes whose qualifiers (of the class, its properties, methods or
+    // parameters, own or inherited) include `qualifier`, in declaration order.
+    std::vector<KVOString> classesUsing(KVOString const& nameSpace, KVOString const& qualifier) const;
 
     // Adds a class declared with `declared` (own members only; the
     // superclass named by declared.superClassName). Own members get the class
@@ -47,6 +65,13 @@ public:
     // CIM_ERR_INVALID_CLASS for an unknown superclass, CIM_ERR_ALREADY_EXISTS
     // for a class already there.
     void addClass(KVOString const& nameSpace, KVOString const& name, CKivoClass::Members declared);
+    // Replaces a class that has no subclasses by the one declared with
+    // `declared` (it keeps its place in the declaration order; its superclass
+    // may change). Raises CIM_ERR_INVALID_NAMESPACE, CIM_ERR_NOT_FOUND,
+    // CIM_ERR_CLASS_HAS_CHILDREN, CIM_ERR_INVALID_SUPERCLASS.
+    void replaceClass(KVOString const& nameSpace, KVOString const& name, CKivoClass::Members declared);
+    // Removes a class that has no subclasses. Raises as replaceClass.
+    void removeClass(KVOString const& nameSpace, KVOString const& name);
 
     // The resolved class, or null.
     KVOSmrPtr<IKivoClass> getClass(KVOString const& nameSpace, KVOString const& name) const;
@@ -56,6 +81,9 @@ public:
     std::vector<KVOSmrPtr<IKivoClass>> subclasses(KVOString const& nameSpace, KVOString const& name, bool deep) const;
     // Whether `className` is `ancestor` or descends from it.
     bool isA(KVOString const& nameSpace, KVOString const& className, KVOString const& ancestor) const;
+    // The classes of the namespace in declaration order (a modified class
+    // keeps its place).
+    std::vector<KVOSmrPtr<IKivoClass>> classes(KVOString const& nameSpace) const;
     // The association classes of the namespace, in declaration order.
     std::vector<KVOSmrPtr<IKivoClass>> associations(KVOString const& nameSpace) const;
 
@@ -79,15 +107,28 @@ private:
         std::vector<std::string> qualifierOrder;     // lower-cased names in declaration order
     };
 
+    // Callers hold _lock (shared or exclusive, as they read or change).
     Namespace* find(KVOString const& nameSpace);
     Namespace const* find(KVOString const& nameSpace) const;
     Namespace& require(KVOString const& nameSpace);
     static Entry const* entry(Namespace const& ns, KVOString const& name);
     static void collect(Namespace const& ns, std::vector<std::size_t> const& from, bool deep,
                         std::vector<KVOSmrPtr<IKivoClass>>& out);
+    // The resolved class `declared` makes in `ns`; its superclass key in `superKey`.
+    static KVOSmrPtr<IKivoClass> resolve(Namespace const& ns, KVOString const& name, CKivoClass::Members declared,
+                                         std::string& superKey);
+    // Rebuilds byName and children from classes.
+    static void reindex(Namespace& ns);
+    // The entry of a class that may be changed: it exists and has no children.
+    static std::size_t leaf(Namespace const& ns, KVOString const& name);
+    // Keeps every declaration of `old` that `now` does not hold alive (see
+    // the threading rule).
+    void retire(std::map<std::string, Namespace> const& old);
 
-    std::map<std::string, Namespace> _namespaces;  // lower-cased, slash-trimmed name -> namespace
-    std::vector<KVOString> _namespaceOrder;
+    mutable std::shared_mutex _lock;
+    std::map<std::string, Namespace> _namespaces;  // guarded by _lock; lower-cased, slash-trimmed name -> namespace
+    std::vector<KVOString> _namespaceOrder;        // guarded by _lock
+    std::vector<KVOSmrPtr<qora::IQualifierDef>> _retired;  // guarded by _lock (exclusive)
 };
 
 // The lower-cased form of a name, the key of every name lookup.

@@ -1,8 +1,10 @@
 #include "objectmanager/ObjectManager.h"
 
+#include "objectmanager/ClassChecks.h"
 #include "objectmanager/CimStatus.h"
 
 #include <algorithm>
+#include <mutex>
 
 namespace kivo::om {
 
@@ -40,7 +42,7 @@ KVOSmrPtr<IKivoClass> viewOf(IKivoClass const& cls, ClassView const& view) {
         m.properties.push_back(KVOSmrPtr<IKivoProperty>(new CKivoProperty(
             p->getName(), p->getCIMType(), p->isArray(), p->getValue(),
             qualifiersIf(view.includeQualifiers, p->getQualifiers()), originIf(view.includeClassOrigin, p->getClassOrigin()),
-            p->isPropagated(), p->getReferenceClass())));
+            p->isPropagated(), p->getReferenceClass(), p->getArraySize())));
     }
     for (KVOSmrPtr<IKivoMethod> const& method : cls.getMethods()) {
         if (view.localOnly && method->isPropagated()) continue;
@@ -48,7 +50,8 @@ KVOSmrPtr<IKivoClass> viewOf(IKivoClass const& cls, ClassView const& view) {
         for (KVOSmrPtr<IKivoParameter> const& p : method->getParameters())
             parameters.push_back(KVOSmrPtr<IKivoParameter>(
                 new CKivoParameter(p->getName(), p->getCIMType(), p->isArray(),
-                                   qualifiersIf(view.includeQualifiers, p->getQualifiers()), p->getReferenceClass())));
+                                   qualifiersIf(view.includeQualifiers, p->getQualifiers()), p->getReferenceClass(),
+                                   p->getArraySize())));
         m.methods.push_back(KVOSmrPtr<IKivoMethod>(new CKivoMethod(
             method->getName(), method->getReturnType(), std::move(parameters),
             qualifiersIf(view.includeQualifiers, method->getQualifiers()),
@@ -138,6 +141,165 @@ qora::IQualifierDef const* ObjectManager::getQualifier(KVOString const& nameSpac
     qora::IQualifierDef const* decl = _repository.getQualifierDecl(nameSpace, name);
     if (!decl) raise(CIM_ERR_NOT_FOUND, kWhere, "no qualifier declaration " + name + " in " + nameSpace);
     return decl;
+}
+
+// ---- Schema changes ----
+
+namespace {
+
+// A client's qualifiers as the class declares them: without the propagated
+// ones, and with flavors that may restrict the declaration's but not widen
+// them (a QUALIFIER element without flavor attributes reads as
+// EnableOverride and ToSubclass, which must not lift a DisableOverride or
+// Restricted declaration).
+class Declared {
+public:
+    Declared(ClassRepository const& repo, KVOString nameSpace) : _repo(repo), _ns(std::move(nameSpace)) {}
+
+    std::vector<KVOSmrPtr<IKivoQualifier>> qualifiers(std::vector<KVOSmrPtr<IKivoQualifier>> const& qs) const {
+        std::vector<KVOSmrPtr<IKivoQualifier>> out;
+        for (KVOSmrPtr<IKivoQualifier> const& q : qs) {
+            if (q->isPropagated()) continue;
+            qora::IQualifierDef const* decl = _repo.getQualifierDecl(_ns, q->getName());
+            if (!decl) {
+                out.push_back(q);  // the checks refuse it
+                continue;
+            }
+            KVOQualifierFlavors const d = decl->getFlavors(), g = q->getFlavors();
+            KVOQualifierFlavors f;
+            f.overridable = d.overridable && g.overridable;
+            f.toSubclass = d.toSubclass && g.toSubclass;
+            f.translatable = d.translatable || g.translatable;
+            f.toInstance = d.toInstance || g.toInstance;
+            out.push_back(KVOSmrPtr<IKivoQualifier>(new CKivoQualifier(decl->getName(), q->getCIMType(), q->getValue(), f)));
+        }
+        return out;
+    }
+
+    // The declaration a class received from a client stands for: its own
+    // members and qualifiers, without class origins.
+    CKivoClass::Members of(IKivoClass const& cls) const {
+        CKivoClass::Members d;
+        d.superClassName = cls.getSuperClassName();
+        d.qualifiers = qualifiers(cls.getQualifiers());
+        for (KVOSmrPtr<IKivoProperty> const& p : cls.getProperties()) {
+            if (p->isPropagated()) continue;
+            d.properties.push_back(KVOSmrPtr<IKivoProperty>(
+                new CKivoProperty(p->getName(), p->getCIMType(), p->isArray(), p->getValue(), qualifiers(p->getQualifiers()),
+                                  KVOString(), false, p->getReferenceClass(), p->getArraySize())));
+        }
+        for (KVOSmrPtr<IKivoMethod> const& m : cls.getMethods()) {
+            if (m->isPropagated()) continue;
+            std::vector<KVOSmrPtr<IKivoParameter>> parameters;
+            for (KVOSmrPtr<IKivoParameter> const& a : m->getParameters()) {
+                std::vector<KVOSmrPtr<IKivoQualifier>> qs = qualifiers(a->getQualifiers());
+                for (KVOSmrPtr<IKivoQualifier> const& q : a->getQualifiers())  // passed on from an overridden method
+                    if (q->isPropagated()) qs.push_back(q);
+                parameters.push_back(KVOSmrPtr<IKivoParameter>(new CKivoParameter(
+                    a->getName(), a->getCIMType(), a->isArray(), std::move(qs), a->getReferenceClass(), a->getArraySize())));
+            }
+            d.methods.push_back(KVOSmrPtr<IKivoMethod>(
+                new CKivoMethod(m->getName(), m->getReturnType(), std::move(parameters), qualifiers(m->getQualifiers()))));
+        }
+        return d;
+    }
+
+private:
+    ClassRepository const& _repo;
+    KVOString const _ns;
+};
+
+// Classes with a reference (property or parameter) to `target`, other than
+// `target` itself.
+KVOString referrerOf(std::vector<KVOSmrPtr<IKivoClass>> const& classes, KVOString const& target) {
+    for (KVOSmrPtr<IKivoClass> const& c : classes) {
+        if (c->getName().equalsIgnoreCase(target)) continue;
+        for (KVOSmrPtr<IKivoProperty> const& p : c->getProperties())
+            if (!p->isPropagated() && p->getReferenceClass().equalsIgnoreCase(target)) return c->getName() + "." + p->getName();
+        for (KVOSmrPtr<IKivoMethod> const& m : c->getMethods())
+            for (KVOSmrPtr<IKivoParameter> const& a : m->getParameters())
+                if (!m->isPropagated() && a->getReferenceClass().equalsIgnoreCase(target))
+                    return c->getName() + "." + m->getName() + "." + a->getName();
+    }
+    return KVOString();
+}
+
+}  // namespace
+
+void ObjectManager::requireNoInstances(KVOString const& nameSpace, IKivoClass const& cls) const {
+    if (_providers.count(bucket(nameSpace, cls.getName())))
+        raise(CIM_ERR_CLASS_HAS_INSTANCES, kWhere, "the instances of class " + cls.getName() + " come from a provider");
+    bool any = false;
+    _store->enumerate(nameSpace, cls, [&](KVOSmrPtr<IKivoObject> const&) { return !(any = true); });
+    if (any) raise(CIM_ERR_CLASS_HAS_INSTANCES, kWhere, "class " + cls.getName() + " has instances");
+}
+
+void ObjectManager::createClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls) {
+    std::unique_lock lock(_schemaLock);
+    requireNamespace(nameSpace);
+    if (!cls || cls->getName().isEmpty()) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no class given");
+    if (_repository.getClass(nameSpace, cls->getName()))
+        raise(CIM_ERR_ALREADY_EXISTS, kWhere, "class " + cls->getName() + " already exists");
+    CKivoClass::Members declared = Declared(_repository, nameSpace).of(*cls);
+    checks::checkClass(_repository, nameSpace, cls->getName(), declared);
+    _repository.addClass(nameSpace, cls->getName(), std::move(declared));
+}
+
+void ObjectManager::modifyClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls) {
+    std::unique_lock lock(_schemaLock);
+    requireNamespace(nameSpace);
+    if (!cls || cls->getName().isEmpty()) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no class given");
+    KVOSmrPtr<IKivoClass> existing = _repository.getClass(nameSpace, cls->getName());
+    if (!existing) raise(CIM_ERR_NOT_FOUND, kWhere, "no class " + cls->getName() + " in " + nameSpace);
+    if (!_repository.subclasses(nameSpace, existing->getName(), false).empty())
+        raise(CIM_ERR_CLASS_HAS_CHILDREN, kWhere, "class " + existing->getName() + " has subclasses");
+    requireNoInstances(nameSpace, *existing);
+    CKivoClass::Members declared = Declared(_repository, nameSpace).of(*cls);
+    checks::checkClass(_repository, nameSpace, existing->getName(), declared);
+    _repository.replaceClass(nameSpace, existing->getName(), std::move(declared));
+}
+
+void ObjectManager::deleteClass(KVOString const& nameSpace, KVOString const& className) {
+    std::unique_lock lock(_schemaLock);
+    requireNamespace(nameSpace);
+    KVOSmrPtr<IKivoClass> existing = _repository.getClass(nameSpace, className);
+    if (!existing) raise(CIM_ERR_NOT_FOUND, kWhere, "no class " + className + " in " + nameSpace);
+    if (!_repository.subclasses(nameSpace, existing->getName(), false).empty())
+        raise(CIM_ERR_CLASS_HAS_CHILDREN, kWhere, "class " + existing->getName() + " has subclasses");
+    requireNoInstances(nameSpace, *existing);
+    KVOString const referrer = referrerOf(_repository.subclasses(nameSpace, KVOString(), true), existing->getName());
+    if (!referrer.isEmpty())
+        raise(CIM_ERR_FAILED, kWhere, "class " + existing->getName() + " is named by the reference " + referrer);
+    _repository.removeClass(nameSpace, existing->getName());
+}
+
+void ObjectManager::setQualifier(KVOString const& nameSpace, KVOSmrPtr<qora::IQualifierDef> const& decl) {
+    std::unique_lock lock(_schemaLock);
+    requireNamespace(nameSpace);
+    if (!decl || decl->getName().isEmpty()) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no qualifier declaration given");
+    if (KVOSmrPtr<IKivoValue> def = decl->getDefault();
+        def && (def->isArray() != decl->isArray() || def->getCIMType() != decl->getCIMType()))
+        raise(CIM_ERR_INVALID_PARAMETER, kWhere, "the default of qualifier " + decl->getName() + " is not of its type");
+    if (qora::IQualifierDef const* old = _repository.getQualifierDecl(nameSpace, decl->getName())) {
+        bool const sameType = old->getCIMType() == decl->getCIMType() && old->isArray() == decl->isArray();
+        if (!sameType) {
+            std::vector<KVOString> const users = _repository.classesUsing(nameSpace, decl->getName());
+            if (!users.empty())
+                raise(CIM_ERR_FAILED, kWhere,
+                      "qualifier " + decl->getName() + " changes its type but is used by class " + users.front());
+        }
+    }
+    _repository.addQualifierDecl(nameSpace, decl);
+}
+
+void ObjectManager::deleteQualifier(KVOString const& nameSpace, KVOString const& name) {
+    std::unique_lock lock(_schemaLock);
+    requireNamespace(nameSpace);
+    if (!_repository.getQualifierDecl(nameSpace, name))
+        raise(CIM_ERR_NOT_FOUND, kWhere, "no qualifier declaration " + name + " in " + nameSpace);
+    std::vector<KVOString> const users = _repository.classesUsing(nameSpace, name);
+    if (!users.empty()) raise(CIM_ERR_FAILED, kWhere, "qualifier " + name + " is used by class " + users.front());
+    _repository.removeQualifierDecl(nameSpace, name);
 }
 
 // ---- Instances ----
@@ -240,6 +402,7 @@ void ObjectManager::setProperty(KVOString const& nameSpace, KVOSmrPtr<IKivoInsta
 
 KVOSmrPtr<IKivoInstanceName> ObjectManager::createInstance(KVOString const& nameSpace,
                                                            KVOSmrPtr<IKivoObject> const& instance) {
+    std::shared_lock schema(_schemaLock);
     requireNamespace(nameSpace);
     if (!instance) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no instance given");
     KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, instance->getClassName());

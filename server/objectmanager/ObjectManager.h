@@ -14,10 +14,30 @@
 // stops when its sink answers false. Producers refer to this object: it must
 // outlive every producer it returned.
 //
-// Threading: set up (repository, providers, methods) on one thread before
-// use, then any number of threads may call the operations at once; the
-// repository is read-only by then, the store and the providers lock for
-// themselves. ModifyInstance and SetProperty are atomic on the instance: the
+// Schema operations (createClass, modifyClass, deleteClass, setQualifier,
+// deleteQualifier) raise, besides the namespace: CIM_ERR_INVALID_PARAMETER
+// for a malformed class or declaration (ClassChecks.h), CIM_ERR_INVALID_SUPERCLASS
+// for an unknown superclass, CIM_ERR_ALREADY_EXISTS for a class created twice,
+// CIM_ERR_NOT_FOUND for an unknown class or declaration,
+// CIM_ERR_CLASS_HAS_CHILDREN for a class with subclasses and
+// CIM_ERR_CLASS_HAS_INSTANCES for a class with instances in the store or a
+// provider of its own (provider classes are never changed over the wire).
+// Where DSP0200 leaves the answer open, the repository stays consistent:
+// DeleteClass of a class that a reference of another class names, and
+// DeleteQualifier of a declaration that classes use, answer CIM_ERR_FAILED
+// naming a user; SetQualifier that changes the type of a declaration in use
+// answers CIM_ERR_FAILED; one that keeps the type replaces it (classes keep
+// the flavors their qualifiers were given).
+//
+// Threading: set up (providers, methods) on one thread before use, then any
+// number of threads may call the operations at once; the store and the
+// providers lock for themselves, the repository locks each call
+// (ClassRepository.h). The schema operations hold _schemaLock exclusively
+// from their checks to their change, so they run one at a time and see the
+// repository they checked; createInstance holds it shared, so no instance
+// appears in a class that is being deleted or modified. Reads of classes take
+// no lock here: they see the repository before or after a change, and the
+// classes they hold stay valid. ModifyInstance and SetProperty are atomic on the instance: the
 // change is applied to the instance as it is at the write, through the
 // provider's update() (InstanceStore: under its lock), so concurrent writers
 // of different properties keep each other's values and writers of one
@@ -40,6 +60,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -132,6 +153,17 @@ public:
     std::vector<qora::IQualifierDef const*> enumerateQualifiers(KVOString const& nameSpace) const;
     qora::IQualifierDef const* getQualifier(KVOString const& nameSpace, KVOString const& name) const;
 
+    // ---- Schema changes (the errors: above) ----
+    // Members and qualifiers marked propagated in `cls` are taken as
+    // inherited and dropped; the rest is the class's own declaration. A
+    // qualifier's flavors may restrict its declaration's (DisableOverride,
+    // Restricted), not widen them.
+    void createClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls);
+    void modifyClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls);
+    void deleteClass(KVOString const& nameSpace, KVOString const& className);
+    void setQualifier(KVOString const& nameSpace, KVOSmrPtr<qora::IQualifierDef> const& decl);
+    void deleteQualifier(KVOString const& nameSpace, KVOString const& name);
+
     // ---- Instances ----
     KVOSmrPtr<IKivoObject> getInstance(KVOString const& nameSpace, KVOSmrPtr<IKivoInstanceName> const& path,
                                        InstanceView const& view);
@@ -222,7 +254,12 @@ private:
                   wql::BoundQuery const& q, Sink<KVOSmrPtr<IKivoObject>> const& out) const;
     KVOSmrPtr<IKivoInstanceName> namedPath(KVOString const& nameSpace, Step const& step, bool associatorWalk);
 
+    // Raises CIM_ERR_CLASS_HAS_INSTANCES when `cls` has a provider of its
+    // own or instances in the store. Caller holds _schemaLock exclusively.
+    void requireNoInstances(KVOString const& nameSpace, IKivoClass const& cls) const;
+
     ClassRepository _repository;
+    std::shared_mutex _schemaLock;  // see the threading rule above
     std::shared_ptr<InstanceStore> _store;
     std::map<std::string, std::shared_ptr<InstanceProvider>> _providers;  // "namespace:class" -> provider
     std::map<std::string, MethodImpl> _methods;                           // "namespace:class.method" -> impl

@@ -311,11 +311,25 @@ void OperationHandler::handleIndicationSubscription(KVOSmrPtr<IKivoIndicationSub
     notSupported(op);
 }
 
-void OperationHandler::handleCreateClass(KVOSmrPtr<IKivoCreateClassOperation> const& op) { notSupported(op); }
-void OperationHandler::handleModifyClass(KVOSmrPtr<IKivoModifyClassOperation> const& op) { notSupported(op); }
-void OperationHandler::handleDeleteClass(KVOSmrPtr<IKivoDeleteClassOperation> const& op) { notSupported(op); }
-void OperationHandler::handleSetQualifier(KVOSmrPtr<IKivoSetQualifierOperation> const& op) { notSupported(op); }
-void OperationHandler::handleDeleteQualifier(KVOSmrPtr<IKivoDeleteQualifierOperation> const& op) { notSupported(op); }
+void OperationHandler::handleCreateClass(KVOSmrPtr<IKivoCreateClassOperation> const& op) {
+    answer(op, [&] { _om.createClass(op->getNameSpace(), op->getClass()); });
+}
+
+void OperationHandler::handleModifyClass(KVOSmrPtr<IKivoModifyClassOperation> const& op) {
+    answer(op, [&] { _om.modifyClass(op->getNameSpace(), op->getClass()); });
+}
+
+void OperationHandler::handleDeleteClass(KVOSmrPtr<IKivoDeleteClassOperation> const& op) {
+    answer(op, [&] { _om.deleteClass(op->getNameSpace(), op->getClassName()); });
+}
+
+void OperationHandler::handleSetQualifier(KVOSmrPtr<IKivoSetQualifierOperation> const& op) {
+    answer(op, [&] { _om.setQualifier(op->getNameSpace(), op->getQualifierDef()); });
+}
+
+void OperationHandler::handleDeleteQualifier(KVOSmrPtr<IKivoDeleteQualifierOperation> const& op) {
+    answer(op, [&] { _om.deleteQualifier(op->getNameSpace(), op->getQualifierName()); });
+}
 
 // --- Pulled enumerations and ExecQuery ------------------------------------
 

@@ -11,9 +11,10 @@
 // exception into the status), then take one writer, allow completion, and
 // run the producer on a worker thread, which adds the results, reports a
 // failure through the writer and always closes it. ExecQuery streams the
-// same way. Indication subscriptions and the schema operations (CreateClass,
-// ModifyClass, DeleteClass, SetQualifier, DeleteQualifier) answer
-// CIM_ERR_NOT_SUPPORTED through the operation.
+// same way. The schema operations (CreateClass, ModifyClass, DeleteClass,
+// SetQualifier, DeleteQualifier) answer with the object manager's status
+// (ObjectManager.h). Indication subscriptions answer CIM_ERR_NOT_SUPPORTED
+// through the operation.
 //
 // Pulled enumerations live in an EnumerationContexts table (see there for the
 // limits, the context ids, their principals, expiry and the codes; the

@@ -2,9 +2,14 @@
 
 #include "support/TestHandler.h"
 
+#include "Cimom/ProtocolAdapter/KivoCreateClassOperation.h"
+#include "Cimom/ProtocolAdapter/KivoDeleteClassOperation.h"
+#include "Cimom/ProtocolAdapter/KivoDeleteQualifierOperation.h"
 #include "Cimom/ProtocolAdapter/KivoEnumerateInstancesOperation.h"
 #include "Cimom/ProtocolAdapter/KivoGetClassOperation.h"
 #include "Cimom/ProtocolAdapter/KivoGetInstanceOperation.h"
+#include "Cimom/ProtocolAdapter/KivoModifyClassOperation.h"
+#include "Cimom/ProtocolAdapter/KivoSetQualifierOperation.h"
 #include "KivoUtilities/CKivoData.h"
 #include "KivoUtilities/KVOGenericHTTPIStream.h"
 #include "KivoUtilities/KVOGenericHTTPOStream.h"
@@ -141,6 +146,60 @@ public:
             producerDone.set_value();
         });
     }
+
+    // The schema operations: what each received, in one line.
+    static std::string text(KVOSmrPtr<IKivoValue> const& v) { return v ? v->toString().str() : "NULL"; }
+    static std::string line(std::vector<KVOSmrPtr<IKivoQualifier>> const& qs) {
+        std::string out;
+        for (auto const& q : qs) {
+            KVOQualifierFlavors const f = q->getFlavors();
+            out += " [" + q->getName().str() + ":" + KVOCIMTypes::name(q->getCIMType()).str() + "=" + text(q->getValue()) +
+                   (f.overridable ? "" : " disable") + (f.toSubclass ? "" : " restricted") + (f.translatable ? " tr" : "") +
+                   (q->isPropagated() ? " propagated" : "") + "]";
+        }
+        return out;
+    }
+    static std::string line(IKivoClass const& c) {
+        std::string out = c.getName().str() + ":" + c.getSuperClassName().str() + line(c.getQualifiers());
+        for (auto const& p : c.getProperties())
+            out += "; " + KVOCIMTypes::name(p->getCIMType()).str() + (p->isArray() ? "[" + std::to_string(p->getArraySize()) + "]" : "") +
+                   " " + p->getName().str() + (p->getReferenceClass().isEmpty() ? "" : " to " + p->getReferenceClass().str()) +
+                   "=" + text(p->getValue()) + (p->isPropagated() ? " propagated" : "") + line(p->getQualifiers());
+        for (auto const& m : c.getMethods()) {
+            out += "; " + KVOCIMTypes::name(m->getReturnType()).str() + " " + m->getName().str() + "(" + line(m->getQualifiers());
+            for (auto const& a : m->getParameters())
+                out += " " + KVOCIMTypes::name(a->getCIMType()).str() + (a->isArray() ? "[]" : "") + " " + a->getName().str() +
+                       line(a->getQualifiers());
+            out += ")";
+        }
+        return out;
+    }
+    void handleCreateClass(KVOSmrPtr<IKivoCreateClassOperation> const& op) override {
+        record("handleCreateClass", op.get());
+        schema = op->getClassName().str() + " <- " + line(*op->getClass());
+    }
+    void handleModifyClass(KVOSmrPtr<IKivoModifyClassOperation> const& op) override {
+        record("handleModifyClass", op.get());
+        schema = op->getClassName().str() + " <- " + line(*op->getClass());
+    }
+    void handleDeleteClass(KVOSmrPtr<IKivoDeleteClassOperation> const& op) override {
+        record("handleDeleteClass", op.get());
+        schema = op->getClassName().str();
+    }
+    void handleSetQualifier(KVOSmrPtr<IKivoSetQualifierOperation> const& op) override {
+        record("handleSetQualifier", op.get());
+        auto const d = op->getQualifierDef();
+        KVOQualifierFlavors const f = d->getFlavors();
+        schema = d->getName().str() + ":" + KVOCIMTypes::name(d->getCIMType()).str() + (d->isArray() ? "[]" : "") + "=" +
+                 text(d->getDefault()) + " scopes " + std::to_string(d->getScopes()) + (f.overridable ? "" : " disable") +
+                 (f.toSubclass ? "" : " restricted") + (f.translatable ? " tr" : "");
+    }
+    void handleDeleteQualifier(KVOSmrPtr<IKivoDeleteQualifierOperation> const& op) override {
+        record("handleDeleteQualifier", op.get());
+        schema = op->getQualifierName().str();
+        if (schema == "InUse") throw KivoBaseException("CIMException", "", "", "qualifier InUse is used by class A", 1);
+    }
+    std::string schema;
 
     int instances = 25;
     std::promise<void> producerDone;
@@ -406,4 +465,76 @@ TEST_F(CIMXMLAdapterTest, TheFrontEndsPrincipalBecomesTheOperationsToken) {
     adapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000", "alice"});
     EXPECT_EQ(handler.user, "alice");
 }
+TEST_F(CIMXMLAdapterTest, SchemaRequestsReachTheirHandlerWithWhatTheyCarry) {
+    auto in = [](char const* name, std::string const& content) {
+        return std::string("<IPARAMVALUE NAME=\"") + name + "\">" + content + "</IPARAMVALUE>";
+    };
+    std::string const key = "<QUALIFIER NAME=\"Key\" TYPE=\"boolean\" OVERRIDABLE=\"false\"><VALUE>TRUE</VALUE></QUALIFIER>";
+    std::string const cls =
+        "<CLASS NAME=\"T_Disk\" SUPERCLASS=\"T_Dev\"><QUALIFIER NAME=\"Description\" TYPE=\"string\" TRANSLATABLE=\"true\">"
+        "<VALUE>a &lt;disk&gt;</VALUE></QUALIFIER><PROPERTY NAME=\"Id\" TYPE=\"string\" PROPAGATED=\"true\">" + key +
+        "</PROPERTY><PROPERTY.ARRAY NAME=\"Sizes\" TYPE=\"uint64\" ARRAYSIZE=\"2\"><VALUE.ARRAY><VALUE>1</VALUE>"
+        "<VALUE>0x10</VALUE></VALUE.ARRAY></PROPERTY.ARRAY><PROPERTY.REFERENCE NAME=\"Host\" REFERENCECLASS=\"T_Sys\"/>"
+        "<PROPERTY NAME=\"Doc\" TYPE=\"string\" EmbeddedObject=\"instance\"/>"
+        "<METHOD NAME=\"Grow\" TYPE=\"uint32\"><PARAMETER NAME=\"By\" TYPE=\"sint8\">"
+        "<QUALIFIER NAME=\"IN\" TYPE=\"boolean\"><VALUE>true</VALUE></QUALIFIER></PARAMETER>"
+        "<PARAMETER.REFERENCE NAME=\"To\" REFERENCECLASS=\"T_Sys\"/><PARAMETER.ARRAY NAME=\"L\" TYPE=\"string\"/></METHOD></CLASS>";
+    std::string const got =
+        "T_Disk <- T_Disk:T_Dev [Description:string=a <disk> tr]; string Id=NULL propagated [Key:boolean=TRUE disable]; "
+        "uint64[2] Sizes=1,16; reference Host to T_Sys=NULL; instance Doc=NULL; uint32 Grow( sint8 By [IN:boolean=TRUE] "
+        "reference To string[] L)";
+    std::string const qualifier =
+        "<QUALIFIER.DECLARATION NAME=\"Units\" TYPE=\"string\" ISARRAY=\"true\" OVERRIDABLE=\"false\" TOSUBCLASS=\"false\">"
+        "<SCOPE PROPERTY=\"true\" METHOD=\"true\"/><VALUE.ARRAY><VALUE>B</VALUE></VALUE.ARRAY></QUALIFIER.DECLARATION>";
+    struct Case {
+        char const* method;
+        std::string params;
+        char const* entry;        // the handler entry, or null when refused before it
+        std::string received;     // what the handler saw, or the ERROR the answer carries
+    };
+    std::vector<Case> const cases = {
+        {"CreateClass", in("NewClass", cls), "handleCreateClass", got},
+        {"ModifyClass", in("ModifiedClass", cls), "handleModifyClass", got},
+        {"DeleteClass", in("ClassName", "<CLASSNAME NAME=\"T_Disk\"/>"), "handleDeleteClass", "T_Disk"},
+        {"SetQualifier", in("QualifierDeclaration", qualifier), "handleSetQualifier",
+         "Units:string[]=B scopes 40 disable restricted"},
+        {"DeleteQualifier", in("QualifierName", "<VALUE>Units</VALUE>"), "handleDeleteQualifier", "Units"},
+        {"DeleteQualifier", in("QualifierName", "<VALUE>InUse</VALUE>"), "handleDeleteQualifier",
+         "<ERROR CODE=\"1\" DESCRIPTION=\"CIM_ERR_FAILED\"/>"},
+        {"CreateClass", in("NewClass", cls + cls), nullptr, "NewClass must hold one CLASS"},
+        {"CreateClass", in("NewClass", "<INSTANCE CLASSNAME=\"T\"/>"), nullptr, "expected CLASS, found INSTANCE"},
+        {"CreateClass", in("NewClass", "<CLASS NAME=\"T\"><PROPERTY NAME=\"P\" TYPE=\"uint8\"><VALUE>300</VALUE></PROPERTY></CLASS>"),
+         nullptr, "<ERROR CODE=\"4\""},
+        {"CreateClass", in("NewClass", "<CLASS NAME=\"T\"><PROPERTY NAME=\"P\" TYPE=\"float\"/></CLASS>"), nullptr,
+         "unknown type float"},
+        {"ModifyClass", in("ModifiedClass", "<CLASS NAME=\"T\"><QUALIFIER NAME=\"Q\" TYPE=\"boolean\" OVERRIDABLE=\"maybe\"/></CLASS>"),
+         nullptr, "OVERRIDABLE is not true or false"},
+        {"ModifyClass", in("ModifiedClass", "<CLASS><PROPERTY NAME=\"P\" TYPE=\"string\"/></CLASS>"), nullptr, "CLASS lacks NAME"},
+        {"CreateClass", in("NewClass", "<CLASS NAME=\"T\"><PROPERTY.ARRAY NAME=\"A\" TYPE=\"uint8\" ARRAYSIZE=\"4294967296\"/></CLASS>"),
+         nullptr, "ARRAYSIZE is not a uint32"},
+        {"SetQualifier", in("QualifierDeclaration", "<QUALIFIER.DECLARATION NAME=\"Q\" TYPE=\"string\"><SCOPE/><SCOPE/>"
+                                                    "</QUALIFIER.DECLARATION>"), nullptr, "QUALIFIER.DECLARATION Q holds SCOPE"},
+        {"DeleteQualifier", in("QualifierName", ""), nullptr, "QualifierName must hold one VALUE"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(std::string(c.method) + " " + c.received);
+        handler.clear();
+        handler.schema.clear();
+        Answer a = run(request(c.method, c.params));
+        EXPECT_EQ(a.status, 200);
+        if (c.entry && c.received.rfind("<ERROR", 0) != 0) {
+            ASSERT_EQ(handler.entries().size(), 1u);
+            EXPECT_EQ(handler.entries()[0], c.entry);
+            EXPECT_EQ(handler.schema, c.received);
+            EXPECT_NE(a.body.find(std::string("<IMETHODRESPONSE NAME=\"") + c.method + "\"></IMETHODRESPONSE>"),
+                      std::string::npos) << a.body;
+        } else {
+            EXPECT_EQ(handler.entries().size(), c.entry ? 1u : 0u);
+            EXPECT_NE(a.body.find(c.received), std::string::npos) << a.body;
+            EXPECT_NE(a.body.find("<ERROR CODE=\"" + std::string(c.entry ? "1" : "4") + "\""), std::string::npos) << a.body;
+        }
+    }
+    expectBalanced();
+}
+
 }  // namespace

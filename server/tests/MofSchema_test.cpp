@@ -70,7 +70,7 @@ TEST_F(MofSchema, DeepInheritanceKeepsTheChainAndItsKeys) {
                                                "CIM_LogicalElement", "CIM_ManagedSystemElement", "CIM_ManagedElement"}));
 
     // Origins, overrides and the Restricted Abstract as a client sees them:
-    // schema_e2e_test, under every view.
+    // dmtf_schema_e2e_test, under every view.
     // Name: the key CIM_System made it, propagated with DisableOverride.
     KVOSmrPtr<IKivoQualifier> key = cs->getProperty("Name")->getQualifier("Key");
     ASSERT_TRUE(key);
