@@ -1,20 +1,27 @@
 // kivo-mof: the MOF compiler on the command line.
 //
-//   kivo-mof check [--namespace NS] FILE...   compile each file (with what it
+//   kivo-mof check [--namespace NS] [--include DIR]... FILE...
+//       compile each file (with what it
 //       includes) into one repository, as the server would load them; print
 //       the first error as file:line:column: message and exit 1, or print
 //       what was compiled and exit 0.
 //   kivo-mof bench FILE [ROUNDS]             compile FILE ROUNDS times (default
 //       3) into fresh repositories and print the best compile time and the
 //       peak RSS, beside a baseline: reading and tokenising the same files.
-//   kivo-mof send [--namespace NS] [--user NAME:PASSWORD] URL FILE...
+//   kivo-mof send [--namespace NS] [--include DIR]... [--user NAME:PASSWORD] URL FILE...
 //       compile the files into a scratch repository (any error: nothing is
 //       sent, exit 1), then send the qualifier declarations, classes and
 //       instances to the server at URL ("http://[user:password@]host:port"),
 //       each to its namespace (#pragma namespace; NS, default root/cimv2,
 //       at the start); stop at the first error, print it and exit 1.
+//
+// --include adds a directory to the include path (where a relative
+// `#pragma include` not found beside its includer is looked up); without
+// one, the include path is the server's own: its model directory, then the
+// unpacked DMTF CIM Schema.
 #include "mof/MofCompiler.h"
 #include "mof/MofSender.h"
+#include "objectmanager/DefaultModel.h"
 
 #include <sys/resource.h>
 
@@ -33,9 +40,9 @@ using Clock = std::chrono::steady_clock;
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: kivo-mof check [--namespace NS] FILE...\n"
+                 "usage: kivo-mof check [--namespace NS] [--include DIR]... FILE...\n"
                  "       kivo-mof bench FILE [ROUNDS]\n"
-                 "       kivo-mof send [--namespace NS] [--user NAME:PASSWORD] URL FILE...\n");
+                 "       kivo-mof send [--namespace NS] [--include DIR]... [--user NAME:PASSWORD] URL FILE...\n");
     return 2;
 }
 
@@ -47,14 +54,16 @@ long peakRssKiB() {
 
 int check(std::vector<std::string> const& args) {
     KVOString nameSpace = "root/cimv2";
-    std::vector<std::string> files;
+    std::vector<std::string> files, includes;
     for (std::size_t i = 0; i < args.size(); ++i) {
         if (args[i] == "--namespace" && i + 1 < args.size()) nameSpace = KVOString(args[++i]);
+        else if (args[i] == "--include" && i + 1 < args.size()) includes.push_back(args[++i]);
         else files.push_back(args[i]);
     }
     if (files.empty()) return usage();
     kivo::om::ClassRepository repository;
     MofCompiler compiler(repository, nameSpace);
+    compiler.setIncludePath(includes.empty() ? kivo::om::defaultSchemaPath() : includes);
     std::size_t classes = 0, qualifiers = 0, instances = 0;
     for (std::string const& f : files) {
         MofResult const r = compiler.compileFile(f);
@@ -73,9 +82,10 @@ int check(std::vector<std::string> const& args) {
 int send(std::vector<std::string> const& args) {
     KVOString nameSpace = "root/cimv2";
     std::string credentials;
-    std::vector<std::string> rest;
+    std::vector<std::string> rest, includes;
     for (std::size_t i = 0; i < args.size(); ++i) {
         if (args[i] == "--namespace" && i + 1 < args.size()) nameSpace = KVOString(args[++i]);
+        else if (args[i] == "--include" && i + 1 < args.size()) includes.push_back(args[++i]);
         else if (args[i] == "--user" && i + 1 < args.size()) credentials = args[++i];
         else rest.push_back(args[i]);
     }
@@ -93,6 +103,7 @@ int send(std::vector<std::string> const& args) {
     }
     kivo::om::ClassRepository repository;
     MofCompiler compiler(repository, nameSpace);
+    compiler.setIncludePath(includes.empty() ? kivo::om::defaultSchemaPath() : includes);
     std::vector<kivo::mof::MofInstance> instances;
     for (std::size_t i = 1; i < rest.size(); ++i) {
         MofResult r = compiler.compileFile(rest[i]);
