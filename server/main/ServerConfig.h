@@ -9,7 +9,9 @@
 // timeout, stream bound, authentication, scale instance count), which are
 // parsed into ServerSettings. "Users" holds one "name = password" line per
 // user that HTTP Basic authentication accepts (values are trimmed; a password
-// may not be empty). Flags write to the
+// may not be empty). "CertificateUsers" maps the common name (CN) of a
+// verified client certificate to the user it stands for ("CN = user"); a CN
+// it does not name is its own user. Flags write to the
 // same places, so a flag and the INI key it overrides always mean the same.
 // Built once at start-up on the main thread.
 #pragma once
@@ -44,6 +46,16 @@ struct ServerSettings {
     long streamThreads = 64;               // threads producing for streamed answers
     long maxReferenceNesting = 8;          // VALUE.REFERENCE levels a request may nest
     std::string logLevel = "warning";  // least severity printed: trace, info, warning, error, critical, none
+
+    // HTTPS. Either port can be off, not both.
+    bool http = true;                 // plain HTTP on `port`
+    bool https = false;               // HTTPS on `httpsPort`; needs tlsCertificate and tlsPrivateKey
+    int httpsPort = 5989;             // 0: the system picks a free port
+    std::string tlsCertificate;       // PEM certificate chain file
+    std::string tlsPrivateKey;        // PEM private key file
+    std::string tlsClientCA;          // PEM CA file; set: every HTTPS client needs a certificate it signed
+    int tlsHandshakeTimeoutSeconds = 10;  // a TLS handshake not finished within it is dropped
+    std::map<std::string, std::string> certificateUsers;  // [CertificateUsers]: certificate CN -> user
 };
 
 // What parsing the command line asks for.
