@@ -493,7 +493,9 @@ struct HTTPListener::Loop {
                                        conn.info.peerAddress),
                     KivoTraceLog::KIVO_INFORMATION);
                 if (tls) {
-                    // No answer without a handshake: the connection closes.
+                    // No answer without a handshake: the connection closes
+                    // (counted as a refusal, which close() discounts).
+                    ++rejecting;
                     close(conn);
                     continue;
                 }

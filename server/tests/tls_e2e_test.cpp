@@ -125,6 +125,22 @@ TEST_F(TLSTest, SilentClientsHoldNoThreadAndAreDroppedAtTheHandshakeDeadline) {
     EXPECT_GE(Clock::now() - opened, std::chrono::milliseconds(900));
 }
 
+TEST_F(TLSTest, AConnectionBeyondTheCapIsClosedWithoutAHandshake) {
+    start({"--max-connections", "1"});
+    auto held = std::make_unique<TLSClient>(tlsPort);
+    ASSERT_TRUE(held->handshake()) << held->failure();
+    TLSClient beyond(tlsPort);
+    EXPECT_FALSE(beyond.handshake());
+    held.reset();
+    // Once the server has seen the first one go, there is room again.
+    std::string answer;
+    for (int i = 0; i < 50 && e2e::statusOf(answer) != 200; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        answer = overTLS(getClass());
+    }
+    EXPECT_EQ(e2e::statusOf(answer), 200) << answer;
+}
+
 TEST_F(TLSTest, AVerifiedClientCertificateAuthenticatesItsUserAndOthersAreRefused) {
     // Basic authentication on: a request without credentials is served only
     // as the user of its certificate.
