@@ -55,8 +55,7 @@ TLSContext::TLSContext(TLSSettings const& settings) : _users(settings.certificat
     SSL_CTX_set_max_proto_version(_ctx, TLS1_3_VERSION);
     SSL_CTX_set_options(_ctx, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION | SSL_OP_CIPHER_SERVER_PREFERENCE |
                                   SSL_OP_IGNORE_UNEXPECTED_EOF);
-    SSL_CTX_set_mode(_ctx, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
-                               SSL_MODE_RELEASE_BUFFERS);
+    SSL_CTX_set_mode(_ctx, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
     SSL_CTX_set_session_cache_mode(_ctx, SSL_SESS_CACHE_SERVER);
     SSL_CTX_set_session_id_context(_ctx, kSessionContext, sizeof kSessionContext - 1);
     if (settings.certificateChainFile.empty()) fail("no certificate chain file");
