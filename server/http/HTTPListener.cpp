@@ -1,4 +1,5 @@
 #include "HTTPListener.h"
+#include "TLS.h"
 
 #include "KivoUtilities/KVOGenericHTTPIStream.h"
 #include "KivoUtilities/KVOGenericHTTPOStream.h"
@@ -96,17 +97,32 @@ int millisUntil(Clock::time_point when, Clock::time_point now) {
     return static_cast<int>(std::min<long long>(ms, 1 << 30));
 }
 
+// Reads and writes of a connection: through its TLS session when it has one,
+// else on the descriptor; like ::recv and ::send with MSG_DONTWAIT.
+ssize_t receiveFrom(int fd, TLSSession* tls, char* dst, std::size_t max) {
+    return tls != nullptr ? tls->recv(dst, max) : ::recv(fd, dst, max, MSG_DONTWAIT);
+}
+ssize_t sendTo(int fd, TLSSession* tls, char const* src, std::size_t n) {
+    return tls != nullptr ? tls->send(src, n) : ::send(fd, src, n, MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+// What a connection that would block waits for.
+short awaited(TLSSession* tls, short plain) {
+    if (tls == nullptr) return plain;
+    return tls->wantsWrite() ? POLLOUT : POLLIN;
+}
+
 // The socket an adapter thread reads a request through and writes its
 // response to: first the bytes the event loop already took off the
-// connection, then the connection itself. Receives end (read as end of
+// connection, then the connection itself (through its TLS session, if any). Receives end (read as end of
 // stream) at the request's deadline; a send that makes no progress for the
 // send timeout throws. The descriptor stays the event loop's: this socket
 // never closes it. Used by one adapter thread.
 class ConnectionSocket : public KVOSocket {
 public:
-    ConnectionSocket(int fd, bool loopback, std::deque<std::string> buffered, Clock::time_point readDeadline,
-                     int sendTimeoutMs)
+    ConnectionSocket(int fd, TLSSession* tls, bool loopback, std::deque<std::string> buffered,
+                     Clock::time_point readDeadline, int sendTimeoutMs)
         : _fd(fd),
+          _tls(tls),
           _loopback(loopback),
           _buffered(std::move(buffered)),
           _readDeadline(readDeadline),
@@ -125,20 +141,20 @@ public:
             if (n > 0) return n;
         }
         for (;;) {
-            ssize_t const n = ::recv(_fd, dst, max, MSG_DONTWAIT);
+            ssize_t const n = receiveFrom(_fd, _tls, dst, max);
             if (n >= 0) return static_cast<std::size_t>(n);
             if (errno == EINTR) continue;
             if (errno != EAGAIN && errno != EWOULDBLOCK) return 0;
             int const left = millisUntil(_readDeadline, Clock::now());
             if (left == 0) return 0;  // the request's deadline: the stream ends
-            pollfd p{_fd, POLLIN, 0};
+            pollfd p{_fd, awaited(_tls, POLLIN), 0};
             if (::poll(&p, 1, left) < 0 && errno != EINTR) return 0;
         }
     }
 
     void send(char const* src, std::size_t n) override {
         while (n > 0) {
-            ssize_t const sent = ::send(_fd, src, n, MSG_NOSIGNAL | MSG_DONTWAIT);
+            ssize_t const sent = sendTo(_fd, _tls, src, n);
             if (sent > 0) {
                 src += sent;
                 n -= static_cast<std::size_t>(sent);
@@ -148,7 +164,7 @@ public:
             if (sent < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
                 throw KVOHTTPException("KVOSocket::send", KVOString("Send failed: ") + std::strerror(errno), 0);
             }
-            pollfd p{_fd, POLLOUT, 0};
+            pollfd p{_fd, awaited(_tls, POLLOUT), 0};
             int const ready = ::poll(&p, 1, _sendTimeoutMs);
             if (ready == 0) {
                 throw KVOHTTPException("KVOSocket::send",
@@ -172,6 +188,7 @@ public:
 
 private:
     int const _fd;
+    TLSSession* const _tls;  // null for plain HTTP
     bool const _loopback;
     std::deque<std::string> _buffered;
     std::size_t _pos = 0;  // read so far of _buffered.front()
@@ -191,6 +208,34 @@ bool isLoopbackPeer(int fd) {
         return IN6_IS_ADDR_LOOPBACK(&a) || (IN6_IS_ADDR_V4MAPPED(&a) && a.s6_addr[12] == 127);
     }
     return addr.ss_family == AF_UNIX;
+}
+
+// A listening socket on address:port; `bound` receives the port bound.
+int bindListener(std::string const& address, int port, int& bound) {
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(static_cast<uint16_t>(port));
+    if (::inet_pton(AF_INET, address.c_str(), &addr.sin_addr) != 1) {
+        throw std::runtime_error("not an IPv4 address: " + address);
+    }
+    int const fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0) throw std::runtime_error(errnoText("socket"));
+    auto fail = [fd](std::string const& what) {
+        std::string const text = errnoText(what.c_str());
+        ::close(fd);
+        throw std::runtime_error(text);
+    };
+    int one = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    if (::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+        fail("bind " + address + ":" + std::to_string(port));
+    }
+    if (::listen(fd, 1024) != 0) fail("listen");
+    sockaddr_in local{};
+    socklen_t len = sizeof local;
+    if (::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &len) != 0) fail("getsockname");
+    bound = ntohs(local.sin_port);
+    return fd;
 }
 
 }  // namespace
@@ -213,6 +258,7 @@ ConnectionInfo describeConnection(int fd) {
 struct HTTPListener::Job {
     std::uint64_t id;
     int fd;
+    TLSSession* tls;  // the connection's, owned by the loop's Conn
     bool loopback;
     KVOHTTPRequest request;
     std::deque<std::string> buffered;  // what follows the head, as the loop read it
@@ -234,6 +280,7 @@ struct HTTPListener::Done {
 // timers, the caps and the body budget. Touched by the thread in run() only.
 struct HTTPListener::Loop {
     enum class State {
+        Handshake,   // TLS handshake under way (before any request)
         Head,        // reading a request head (or idle between requests)
         WaitBudget,  // head read, waiting for room in the body budget (not reading)
         Body,        // reading a Content-Length body
@@ -245,6 +292,7 @@ struct HTTPListener::Loop {
     struct Conn {
         std::uint64_t id;
         int fd;
+        std::unique_ptr<TLSSession> tls;  // null for plain HTTP
         bool loopback;
         bool counted;  // counts against the connection caps
         State state = State::Head;
@@ -265,6 +313,7 @@ struct HTTPListener::Loop {
 
     static constexpr std::uint64_t kListenToken = ~std::uint64_t{0};
     static constexpr std::uint64_t kWakeToken = kListenToken - 1;
+    static constexpr std::uint64_t kTLSListenToken = kListenToken - 2;
 
     HTTPListener& self;
     Options const& opt;
@@ -284,7 +333,7 @@ struct HTTPListener::Loop {
     explicit Loop(HTTPListener& s) : self(s), opt(s._options) {
         ep = ::epoll_create1(EPOLL_CLOEXEC);
         if (ep < 0) throw std::runtime_error(errnoText("epoll_create1"));
-        add(self._listenFd, EPOLLIN, kListenToken);
+        listen(true);
         add(self._wakeFd, EPOLLIN, kWakeToken);
     }
     ~Loop() {
@@ -297,6 +346,18 @@ struct HTTPListener::Loop {
         ev.events = events;
         ev.data.u64 = token;
         ::epoll_ctl(ep, EPOLL_CTL_ADD, fd, &ev);
+    }
+
+    // Starts (or stops) watching the listening sockets.
+    void listen(bool on) {
+        for (auto [fd, token] : {std::pair{self._listenFd, kListenToken}, std::pair{self._tlsListenFd, kTLSListenToken}}) {
+            if (fd < 0) continue;
+            if (on) {
+                add(fd, EPOLLIN, token);
+            } else {
+                ::epoll_ctl(ep, EPOLL_CTL_DEL, fd, nullptr);
+            }
+        }
     }
 
     void watch(Conn& c, unsigned events) {
@@ -331,7 +392,9 @@ struct HTTPListener::Loop {
                 std::uint64_t const token = events[static_cast<std::size_t>(i)].data.u64;
                 unsigned const ev = events[static_cast<std::size_t>(i)].events;
                 if (token == kListenToken) {
-                    acceptAll();
+                    acceptAll(self._listenFd, false);
+                } else if (token == kTLSListenToken) {
+                    acceptAll(self._tlsListenFd, true);
                 } else if (token == kWakeToken) {
                     std::uint64_t count;
                     [[maybe_unused]] ssize_t r = ::read(self._wakeFd, &count, sizeof count);
@@ -349,7 +412,7 @@ struct HTTPListener::Loop {
         stopping = true;
         acceptAgainAt = Clock::time_point::max();
         cutAt = Clock::now() + std::chrono::milliseconds(opt.shutdownTimeoutMs);
-        ::epoll_ctl(ep, EPOLL_CTL_DEL, self._listenFd, nullptr);
+        listen(false);
         std::vector<std::uint64_t> idle;
         for (auto const& [id, c] : conns) {
             if (c->state != State::Busy) idle.push_back(id);
@@ -361,7 +424,7 @@ struct HTTPListener::Loop {
         Clock::time_point const now = Clock::now();
         if (now >= acceptAgainAt) {
             acceptAgainAt = Clock::time_point::max();
-            if (!stopping) add(self._listenFd, EPOLLIN, kListenToken);
+            if (!stopping) listen(true);
         }
         if (!cut && now >= cutAt) {
             // Responses still in flight are cut: their sends fail at once.
@@ -381,10 +444,10 @@ struct HTTPListener::Loop {
         }
     }
 
-    void acceptAll() {
+    void acceptAll(int listenFd, bool tls) {
         if (stopping) return;
         for (;;) {
-            int const fd = ::accept4(self._listenFd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+            int const fd = ::accept4(listenFd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
             if (fd < 0) {
                 if (errno == EINTR || errno == ECONNABORTED) continue;
                 if (errno != EAGAIN && errno != EWOULDBLOCK) {
@@ -392,7 +455,7 @@ struct HTTPListener::Loop {
                     if (errno == EMFILE || errno == ENFILE) {
                         // Out of descriptors: accept again once connections
                         // had time to close, instead of spinning.
-                        ::epoll_ctl(ep, EPOLL_CTL_DEL, self._listenFd, nullptr);
+                        listen(false);
                         acceptAgainAt = Clock::now() + std::chrono::milliseconds(100);
                     }
                 }
@@ -406,6 +469,7 @@ struct HTTPListener::Loop {
             c->loopback = isLoopbackPeer(fd);
             c->info = describeConnection(fd);
             c->info.id = c->id;
+            c->info.tls = tls;
             {
                 std::lock_guard<std::mutex> lock(self._mutex);
                 ++self._accepted;
@@ -428,6 +492,13 @@ struct HTTPListener::Loop {
                                  : std::to_string(opt.maxConnectionsPerPeer) + " connections open from " +
                                        conn.info.peerAddress),
                     KivoTraceLog::KIVO_INFORMATION);
+                if (tls) {
+                    // No answer without a handshake: the connection closes
+                    // (counted as a refusal, which close() discounts).
+                    ++rejecting;
+                    close(conn);
+                    continue;
+                }
                 if (rejecting >= kMaxRejecting) {
                     // Too many lingering already: the answer goes out, the
                     // connection closes at once.
@@ -443,8 +514,57 @@ struct HTTPListener::Loop {
             conn.counted = true;
             ++fromPeer;
             ++counted;
+            if (tls) {
+                conn.tls = opt.tls->newSession(fd);
+                if (!conn.tls) {
+                    log("No TLS session for a connection from " + conn.info.peerAddress, KivoTraceLog::KIVO_ERROR);
+                    close(conn);
+                    continue;
+                }
+                conn.state = State::Handshake;
+                setTimer(conn, Clock::now() + std::chrono::milliseconds(opt.handshakeTimeoutMs));
+                handshake(conn);
+                continue;
+            }
             startIdle(conn);
         }
+    }
+
+    // Advances a TLS handshake; once done, the connection waits for its first
+    // request like a plain one.
+    void handshake(Conn& c) {
+        switch (c.tls->handshake()) {
+            case TLSSession::Step::WantRead:
+                watch(c, EPOLLIN | EPOLLRDHUP);
+                return;
+            case TLSSession::Step::WantWrite:
+                watch(c, EPOLLOUT);
+                return;
+            case TLSSession::Step::Failed:
+                log("TLS handshake with " + c.info.peerAddress + ":" + c.info.peerPort + " failed: " +
+                        c.tls->failure(),
+                    KivoTraceLog::KIVO_INFORMATION);
+                close(c);
+                return;
+            case TLSSession::Step::Done:
+                break;
+        }
+        c.info.certificateUser = c.tls->user();
+        if (opt.tls->requiresClientCertificate() && c.info.certificateUser.empty()) {
+            log("TLS client " + c.info.peerAddress + ":" + c.info.peerPort +
+                    " refused: its certificate names no user (no CN)",
+                KivoTraceLog::KIVO_WARNING);
+            close(c);
+            return;
+        }
+        startIdle(c);
+        readIfPending(c);
+    }
+
+    // A TLS session may hold bytes it took off the descriptor already, which
+    // epoll does not report: read them now.
+    void readIfPending(Conn& c) {
+        if (c.tls && (c.state == State::Head || c.state == State::Body) && c.tls->pending()) readRequest(c);
     }
 
     // Waiting for the next request, with nothing of it yet.
@@ -456,6 +576,9 @@ struct HTTPListener::Loop {
 
     void onEvent(Conn& c, unsigned ev) {
         switch (c.state) {
+            case State::Handshake:
+                handshake(c);
+                break;
             case State::Head:
             case State::Body:
                 readRequest(c);
@@ -488,6 +611,12 @@ struct HTTPListener::Loop {
                 c.state = State::Writing;
                 flushOut(c);
                 break;
+            case State::Handshake:
+                log("TLS handshake with " + c.info.peerAddress + ":" + c.info.peerPort + " not finished within " +
+                        std::to_string(opt.handshakeTimeoutMs) + " ms: connection dropped",
+                    KivoTraceLog::KIVO_INFORMATION);
+                close(c);
+                break;
             default:
                 // The idle timeout, the request's deadline, a refusal or a
                 // lingering close that took too long.
@@ -507,9 +636,12 @@ struct HTTPListener::Loop {
                 room = std::min(room, c.bodyWant - c.bodyHave);
             }
             if (room == 0) break;
-            ssize_t const n = ::recv(c.fd, buf, room, MSG_DONTWAIT);
+            ssize_t const n = receiveFrom(c.fd, c.tls.get(), buf, room);
             if (n < 0 && errno == EINTR) continue;
-            if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+            if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+                if (c.tls) watch(c, c.tls->wantsWrite() ? EPOLLOUT : EPOLLIN | EPOLLRDHUP);
+                return;
+            }
             if (n == 0 && c.state == State::Body) {
                 // The client ended its sending side inside a body: the
                 // handler reads the short body and answers it (it may still
@@ -542,7 +674,9 @@ struct HTTPListener::Loop {
                 if (!parseHead(c)) return;
                 if (c.state != State::Head && c.state != State::Body) return;
             }
-            if (static_cast<std::size_t>(n) < room) return;  // drained for now
+            // Drained for now (a TLS session returns one record at a time:
+            // only EAGAIN says it is drained).
+            if (!c.tls && static_cast<std::size_t>(n) < room) return;
         }
         // Head state with a full buffer: parseHead has decided already.
     }
@@ -604,7 +738,10 @@ struct HTTPListener::Loop {
                              length <= 0;
         bool const hasBody = chunked || length > 0 || length == KVOHTTPRequest::CONTENT_LENGTH_INVALID;
 
-        if (self._gate) {
+        if (!c.info.certificateUser.empty()) {
+            // The verified client certificate authenticated the connection.
+            c.info.principal = c.info.certificateUser;
+        } else if (self._gate) {
             Admission admission;
             try {
                 admission = self._gate(c.request, c.info);
@@ -684,7 +821,12 @@ struct HTTPListener::Loop {
         if (c.request.hasHeaderToken("Expect", "100-continue") &&
             c.request.getProtocolEnum() == KVOHTTPRequest::HTTP_1_1) {
             static char const kContinue[] = "HTTP/1.1 100 Continue\r\n\r\n";
-            [[maybe_unused]] ssize_t r = ::send(c.fd, kContinue, sizeof kContinue - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (c.tls) {
+                c.tls->sendEventually(kContinue, sizeof kContinue - 1);
+            } else {
+                [[maybe_unused]] ssize_t r =
+                    ::send(c.fd, kContinue, sizeof kContinue - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+            }
         }
         watch(c, EPOLLIN | EPOLLRDHUP);
         setTimer(c, c.requestDeadline);
@@ -703,6 +845,7 @@ struct HTTPListener::Loop {
             if (budgetUsed + want > opt.bodyBudgetBytes) return;
             budgetWaiters.pop_front();
             grant(c, want);
+            readIfPending(c);
         }
     }
 
@@ -711,8 +854,8 @@ struct HTTPListener::Loop {
         setTimer(c, Clock::time_point::max());
         ::epoll_ctl(ep, EPOLL_CTL_DEL, c.fd, nullptr);
         c.events = ~0u;
-        auto job = std::make_unique<Job>(Job{c.id, c.fd, c.loopback, std::move(c.request), std::move(c.body), c.info,
-                                             c.requestDeadline, c.reserved});
+        auto job = std::make_unique<Job>(Job{c.id, c.fd, c.tls.get(), c.loopback, std::move(c.request),
+                                             std::move(c.body), c.info, c.requestDeadline, c.reserved});
         c.body.clear();
         c.reserved = 0;
         std::lock_guard<std::mutex> lock(self._mutex);
@@ -748,6 +891,7 @@ struct HTTPListener::Loop {
             c.in = std::move(d->unread);
             if (c.in.empty()) {
                 startIdle(c);
+                readIfPending(c);
                 continue;
             }
             // Pipelined: the next request has begun already.
@@ -755,7 +899,11 @@ struct HTTPListener::Loop {
             c.requestDeadline = Clock::now() + std::chrono::milliseconds(opt.requestTimeoutMs);
             setTimer(c, c.requestDeadline);
             watch(c, EPOLLIN | EPOLLRDHUP);
-            if (c.in.find('\n') != std::string::npos || c.in.size() >= kHeadCap) parseHead(c);
+            if (c.in.find('\n') != std::string::npos || c.in.size() >= kHeadCap) {
+                if (parseHead(c)) readIfPending(c);
+            } else {
+                readIfPending(c);
+            }
         }
     }
 
@@ -770,14 +918,14 @@ struct HTTPListener::Loop {
 
     void flushOut(Conn& c) {
         while (!c.out.empty()) {
-            ssize_t const n = ::send(c.fd, c.out.data(), c.out.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            ssize_t const n = sendTo(c.fd, c.tls.get(), c.out.data(), c.out.size());
             if (n > 0) {
                 c.out.erase(0, static_cast<std::size_t>(n));
                 continue;
             }
             if (n < 0 && errno == EINTR) continue;
             if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-                watch(c, EPOLLOUT);
+                watch(c, c.tls && !c.tls->wantsWrite() ? EPOLLIN : EPOLLOUT);
                 if (c.timer == Clock::time_point::max()) {
                     setTimer(c, Clock::now() + std::chrono::milliseconds(opt.sendTimeoutMs));
                 }
@@ -797,13 +945,15 @@ struct HTTPListener::Loop {
         if (!c.in.empty()) {
             c.requestDeadline = Clock::now() + std::chrono::milliseconds(opt.requestTimeoutMs);
             setTimer(c, c.requestDeadline);
-            if (c.in.find('\n') != std::string::npos) parseHead(c);
+            if (c.in.find('\n') != std::string::npos && !parseHead(c)) return;
         }
+        readIfPending(c);
     }
 
     // Ends the sending side, then drops what the client still sends until it
     // closes, kLingerMs pass or kLingerBytes arrive.
     void linger(Conn& c) {
+        if (c.tls) c.tls->closeNotify();
         ::shutdown(c.fd, SHUT_WR);
         c.state = State::Lingering;
         c.in.clear();
@@ -871,32 +1021,17 @@ HTTPListener::~HTTPListener() {
         if (t.joinable()) t.join();
     }
     if (_listenFd >= 0) ::close(_listenFd);
+    if (_tlsListenFd >= 0) ::close(_tlsListenFd);
     if (_wakeFd >= 0) ::close(_wakeFd);
 }
 
 int HTTPListener::open() {
     _wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (_wakeFd < 0) throw std::runtime_error(errnoText("eventfd"));
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(static_cast<uint16_t>(_options.port));
-    if (::inet_pton(AF_INET, _options.address.c_str(), &addr.sin_addr) != 1) {
-        throw std::runtime_error("not an IPv4 address: " + _options.address);
-    }
-    _listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (_listenFd < 0) throw std::runtime_error(errnoText("socket"));
-    int one = 1;
-    ::setsockopt(_listenFd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    if (::bind(_listenFd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-        throw std::runtime_error(errnoText(("bind " + _options.address + ":" + std::to_string(_options.port)).c_str()));
-    }
-    if (::listen(_listenFd, 1024) != 0) throw std::runtime_error(errnoText("listen"));
-    sockaddr_in bound{};
-    socklen_t len = sizeof bound;
-    if (::getsockname(_listenFd, reinterpret_cast<sockaddr*>(&bound), &len) != 0) {
-        throw std::runtime_error(errnoText("getsockname"));
-    }
-    return ntohs(bound.sin_port);
+    if (!_options.plain && !_options.tls) throw std::runtime_error("neither plain HTTP nor TLS is on");
+    if (_options.plain) _listenFd = bindListener(_options.address, _options.port, _plainPort);
+    if (_options.tls) _tlsListenFd = bindListener(_options.address, _options.tlsPort, _tlsPort);
+    return _options.plain ? _plainPort : _tlsPort;
 }
 
 void HTTPListener::run() {
@@ -917,8 +1052,10 @@ void HTTPListener::run() {
     }
     for (std::thread& t : _workers) t.join();
     _workers.clear();
-    ::close(_listenFd);
+    if (_listenFd >= 0) ::close(_listenFd);
+    if (_tlsListenFd >= 0) ::close(_tlsListenFd);
     _listenFd = -1;
+    _tlsListenFd = -1;
 }
 
 void HTTPListener::stop() {
@@ -967,7 +1104,7 @@ void HTTPListener::workerLoop() {
 void HTTPListener::serve(Job& job) {
     auto done = std::make_unique<Done>(Done{job.id, false, true, {}, job.reserved});
     {
-        ConnectionSocket sock(job.fd, job.loopback, std::move(job.buffered), job.deadline, _options.sendTimeoutMs);
+        ConnectionSocket sock(job.fd, job.tls, job.loopback, std::move(job.buffered), job.deadline, _options.sendTimeoutMs);
         KVOGenericHTTPIStream istr(sock);
         try {
             KVOGenericHTTPOStream ostr(sock);

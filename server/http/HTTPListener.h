@@ -62,6 +62,21 @@
 // and kLingerBytes, so that the last answer reaches the client instead of
 // being lost to a reset.
 //
+// TLS (Options::tls): a second listening port whose connections first run
+// a TLS handshake on the loop (state Handshake, non-blocking: the session
+// asks for readability or writability and the loop waits for it), bound by
+// handshakeTimeoutMs; a handshake that fails or is not done by then closes
+// the connection. From then on every read and write of the loop and of the
+// adapter thread goes through the connection's TLSSession (TLS.h) and the
+// connection takes the same path as a plain one. Bytes the session holds
+// already (a record read whole, of which only part was asked for) do not
+// wake epoll: the loop reads them whenever it starts reading again (after
+// the handshake, a request, a refusal or a budget wait). A connection beyond
+// a cap on the TLS port is closed at once (no session to answer 503 on). A
+// lingering close sends close_notify first. A verified client certificate's
+// user (ConnectionInfo::certificateUser) is the principal of every request on
+// the connection; the gate is not asked.
+//
 // stop(): stops accepting, closes every connection without a request being
 // served, lets the requests being served finish until shutdownTimeoutMs has
 // passed, then shuts their sockets down; run() returns once every adapter
@@ -86,6 +101,9 @@ class KVOGenericHTTPOStream;
 
 namespace refserver {
 
+class TLSContext;
+class TLSSession;
+
 // Both ends of one connection, as text, and who is asking.
 struct ConnectionInfo {
     std::string localAddress;
@@ -94,6 +112,11 @@ struct ConnectionInfo {
     std::string peerPort;
     std::uint64_t id = 0;    // unique per connection, never reused in a process
     std::string principal;   // set per request from the gate's Admission
+    // Over TLS with client certificates: the user the verified certificate
+    // names (TLSContext). Every request on the connection is served as this
+    // principal without asking the gate.
+    std::string certificateUser;
+    bool tls = false;  // the connection came in on the TLS port
 };
 
 // Serves one request whose head has been read; the body is still in the input
@@ -127,6 +150,12 @@ public:
         int sendTimeoutMs = 30000;
         int shutdownTimeoutMs = 10000;
         std::size_t bodyBudgetBytes = std::size_t{256} << 20;
+        // Plain HTTP on `port`; false: no plain port at all.
+        bool plain = true;
+        // TLS on `tlsPort` when set (0: the system picks a port).
+        std::shared_ptr<TLSContext const> tls;
+        int tlsPort = 5989;
+        int handshakeTimeoutMs = 10000;
     };
 
     static constexpr int kLingerMs = 2000;
@@ -142,9 +171,14 @@ public:
     HTTPListener(HTTPListener const&) = delete;
     HTTPListener& operator=(HTTPListener const&) = delete;
 
-    // Binds and listens. Returns the port bound (the one chosen by the system
-    // for port 0). Throws std::runtime_error naming the failure.
+    // Binds and listens on the plain port and the TLS port (each when on).
+    // Returns the plain port bound (the one chosen by the system for port 0),
+    // or the TLS port when plain HTTP is off. Throws std::runtime_error
+    // naming the failure.
     int open();
+    // After open(): the ports bound, -1 for one that is off.
+    int plainPort() const { return _plainPort; }
+    int tlsPort() const { return _tlsPort; }
     // Starts the adapter threads and runs the event loop until stop(); then
     // waits for the requests under way and returns. Call once, after open().
     void run();
@@ -171,7 +205,10 @@ private:
     Options const _options;
     RequestHandler const _handler;
     RequestGate const _gate;
-    int _listenFd = -1;
+    int _listenFd = -1;     // plain HTTP, or -1
+    int _tlsListenFd = -1;  // TLS, or -1
+    int _plainPort = -1;
+    int _tlsPort = -1;
     int _wakeFd = -1;  // eventfd: stop() and finished requests wake the loop
 
     mutable std::mutex _mutex;

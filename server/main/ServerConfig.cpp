@@ -25,12 +25,37 @@ std::string addSchema(std::string const& nameSpace, std::string const& file, Ser
     return "";
 }
 
+char const* const CERTIFICATE_USERS_SECTION = "CertificateUsers";
+
 std::string addUser(std::string const& name, std::string const& password, ServerSettings& s) {
     if (name.empty()) return "the user name is empty";
     if (name.find(':') != std::string::npos) return "the user name '" + name + "' holds a colon";
     if (password.empty()) return "the password of '" + name + "' is empty";
     s.users[name] = password;
     return "";
+}
+
+std::string addCertificateUser(std::string const& commonName, std::string const& user, ServerSettings& s) {
+    if (commonName.empty()) return "the certificate name is empty";
+    if (user.empty()) return "the user of certificate '" + commonName + "' is empty";
+    s.certificateUsers[commonName] = user;
+    return "";
+}
+
+std::function<std::string(std::string const&, ServerSettings&)> onOff(std::function<void(ServerSettings&, bool)> set) {
+    return [set](std::string const& text, ServerSettings& s) -> std::string {
+        if (text != "on" && text != "off") return "'" + text + "' is not on or off";
+        set(s, text == "on");
+        return "";
+    };
+}
+
+std::function<std::string(std::string const&, ServerSettings&)> fileName(std::string ServerSettings::*member) {
+    return [member](std::string const& text, ServerSettings& s) -> std::string {
+        if (text.empty()) return "the file name is empty";
+        s.*member = text;
+        return "";
+    };
 }
 
 bool parseLong(std::string const& text, long min, long max, long& out) {
@@ -190,6 +215,35 @@ std::vector<Setting> const& settingsTable() {
              }
              return "'" + text + "' is not one of trace, info, warning, error, critical, none";
          }},
+        // HTTPS and client certificates.
+        {SERVER_SECTION, "HTTP", "--http", "on|off",
+         "plain HTTP on --port; off: that port is not opened (default on)",
+         onOff([](ServerSettings& s, bool on) { s.http = on; })},
+        {SERVER_SECTION, "HTTPS", "--https", "on|off",
+         "HTTPS on --https-port; needs --tls-certificate and --tls-key (default off)",
+         onOff([](ServerSettings& s, bool on) { s.https = on; })},
+        {SERVER_SECTION, "HTTPSPort", "--https-port", "N",
+         "TCP port of HTTPS (default 5989; 0 picks a free port and prints it)",
+         number(0, 65535, [](ServerSettings& s, long v) { s.httpsPort = static_cast<int>(v); })},
+        {SERVER_SECTION, "TLSCertificate", "--tls-certificate", "FILE",
+         "the server's certificate chain, PEM: its certificate first, then intermediates",
+         fileName(&ServerSettings::tlsCertificate)},
+        {SERVER_SECTION, "TLSKey", "--tls-key", "FILE", "the private key of that certificate, PEM",
+         fileName(&ServerSettings::tlsPrivateKey)},
+        {SERVER_SECTION, "TLSClientCA", "--tls-client-ca", "FILE",
+         "CA certificates, PEM: every HTTPS client must present a certificate they signed (else the handshake "
+         "fails); its CN, or its [CertificateUsers] name, is the user (default: none asked for)",
+         fileName(&ServerSettings::tlsClientCA)},
+        {SERVER_SECTION, "TLSHandshakeTimeout", "--tls-handshake-timeout", "SECONDS",
+         "a TLS handshake not finished within this time is dropped (default 10)",
+         number(1, 3600, [](ServerSettings& s, long v) { s.tlsHandshakeTimeoutSeconds = static_cast<int>(v); })},
+        {CERTIFICATE_USERS_SECTION, "CN", "--certificate-user", "CN=USER",
+         "the user a client certificate with this CN stands for, added to [CertificateUsers]",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             std::size_t const eq = text.rfind('=');
+             if (eq == std::string::npos) return "'" + text + "' is not CN=USER";
+             return addCertificateUser(text.substr(0, eq), text.substr(eq + 1), s);
+         }},
         {QORA_SECTION, "HTTPTransferEncoding", "--transfer-encoding", "VALUE",
          "Chunked, Auto, ConditionalChunked (chunked only when the client sends TE) or anything else for "
          "unchunked responses to HTTP/1.1 (default: chunked)",
@@ -236,6 +290,11 @@ int iniHandler(void* user, char const* section, char const* name, char const* va
     }
     if (sec == SCHEMA_SECTION) {
         std::string problem = addSchema(key, value, *state->settings);
+        if (!problem.empty()) state->error = "[" + sec + "] " + problem;
+        return problem.empty() ? 1 : 0;
+    }
+    if (sec == CERTIFICATE_USERS_SECTION) {
+        std::string problem = addCertificateUser(key, value, *state->settings);
         if (!problem.empty()) state->error = "[" + sec + "] " + problem;
         return problem.empty() ? 1 : 0;
     }
@@ -309,6 +368,11 @@ ParsedCommandLine parseCommandLine(int argc, char const* const* argv) {
     if (result.settings.authentication == "basic" && result.settings.users.empty()) {
         return fail("basic authentication needs at least one user ([Users] or --user)");
     }
+    ServerSettings const& s = result.settings;
+    if (!s.http && !s.https) return fail("both HTTP and HTTPS are off");
+    if (s.https && (s.tlsCertificate.empty() || s.tlsPrivateKey.empty())) {
+        return fail("HTTPS needs a certificate (--tls-certificate) and its key (--tls-key)");
+    }
     return result;
 }
 
@@ -328,10 +392,13 @@ std::string usage(char const* programName) {
         << "  [Server]\n  Address = 127.0.0.1\n  Port = 5988\n  Threads = 0\n  MaxConnections = 1024\n"
         << "  MaxConnectionsPerPeer = 256\n  ReadTimeout = 30\n  IdleTimeout = 60\n  SendTimeout = 30\n"
         << "  ShutdownTimeout = 10\n  BodyBudget = 256\n  StreamBound = 1000\n  Authentication = basic\n  ScaleInstances = 1000\n"
-        << "  LogLevel = warning\n  SchemaPath = /usr/share/kivo/mof\n  [Users]\n  alice = secret\n"
+        << "  LogLevel = warning\n  SchemaPath = /usr/share/kivo/mof\n  HTTPS = on\n  HTTPSPort = 5989\n"
+        << "  TLSCertificate = /etc/kivo/server.pem\n  TLSKey = /etc/kivo/server.key\n  [Users]\n  alice = secret\n"
         << "  [Schema]\n  root/interop = interop.mof\n  root/cimv2 = kivo.mof\n"
+        << "  [CertificateUsers]\n  Alice Example = alice\n"
         << "  [QORA]\n  HTTPTransferEncoding = Chunked\n  CimTransactionTimeout = 600\n\n"
-        << "With port 0 the server prints \"listening on ADDRESS:PORT\" once it accepts connections.\n"
+        << "It prints \"listening on ADDRESS:PORT\" once it accepts connections, then, with HTTPS,\n"
+        << "\"listening on ADDRESS:PORT (https)\" (each port as bound: the chosen one for port 0).\n"
         << "With basic authentication a request without valid credentials is answered 401.\n"
         << "SIGTERM or SIGINT stops it: responses in progress may finish within ShutdownTimeout, then are cut;\n"
         << "it exits with status 0 at the latest a second after that.\n"

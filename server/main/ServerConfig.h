@@ -10,7 +10,10 @@
 // parsed into ServerSettings. "Users" holds one "name = password" line per
 // user that HTTP Basic authentication accepts (values are trimmed; a password
 // may not be empty). "Schema" holds one "NAMESPACE = FILE" line per MOF file
-// the server compiles at start-up, in order (ServerSettings::schema). Flags write to the
+// the server compiles at start-up, in order (ServerSettings::schema).
+// "CertificateUsers" maps the common name (CN) of a verified client
+// certificate to the user it stands for ("CN = user"); a CN it does not name
+// is its own user. Flags write to the
 // same places, so a flag and the INI key it overrides always mean the same.
 // Built once at start-up on the main thread.
 #pragma once
@@ -52,6 +55,16 @@ struct ServerSettings {
     // the server's MOF directory, then the unpacked DMTF schema.
     std::vector<std::string> schemaPath;
     std::string logLevel = "warning";  // least severity printed: trace, info, warning, error, critical, none
+
+    // HTTPS. Either port can be off, not both.
+    bool http = true;                 // plain HTTP on `port`
+    bool https = false;               // HTTPS on `httpsPort`; needs tlsCertificate and tlsPrivateKey
+    int httpsPort = 5989;             // 0: the system picks a free port
+    std::string tlsCertificate;       // PEM certificate chain file
+    std::string tlsPrivateKey;        // PEM private key file
+    std::string tlsClientCA;          // PEM CA file; set: every HTTPS client needs a certificate it signed
+    int tlsHandshakeTimeoutSeconds = 10;  // a TLS handshake not finished within it is dropped
+    std::map<std::string, std::string> certificateUsers;  // [CertificateUsers]: certificate CN -> user
 };
 
 // What parsing the command line asks for.

@@ -20,6 +20,7 @@
 #include "CIMXMLAdapter.h"
 #include "CIMXMLExecuteQuery.h"
 #include "HTTPListener.h"
+#include "TLS.h"
 #include "ServerConfig.h"
 
 #include "objectmanager/HandlerContext.h"
@@ -152,6 +153,25 @@ int main(int argc, char** argv) {
     listenerOptions.sendTimeoutMs = settings.sendTimeoutSeconds * 1000;
     listenerOptions.shutdownTimeoutMs = settings.shutdownTimeoutSeconds * 1000;
     listenerOptions.bodyBudgetBytes = static_cast<std::size_t>(settings.bodyBudgetMiB) << 20;
+    // HTTPS: the TLS context is built (files read, key checked) before the
+    // ports are opened, so that a bad certificate stops the start.
+    listenerOptions.plain = settings.http;
+    if (settings.https) {
+        refserver::TLSSettings tls;
+        tls.certificateChainFile = settings.tlsCertificate;
+        tls.privateKeyFile = settings.tlsPrivateKey;
+        tls.clientCAFile = settings.tlsClientCA;
+        tls.certificateUsers = settings.certificateUsers;
+        try {
+            listenerOptions.tls = std::make_shared<refserver::TLSContext const>(tls);
+        } catch (std::exception const& e) {
+            std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
+            objectManager.shutdown();
+            return 1;
+        }
+        listenerOptions.tlsPort = settings.httpsPort;
+        listenerOptions.handshakeTimeoutMs = settings.tlsHandshakeTimeoutSeconds * 1000;
+    }
     raiseDescriptorLimit(settings.maxConnections);
     // With authentication on, every request passes the gate on the front
     // end's event loop before it takes a thread; the adapter gets the user.
@@ -176,16 +196,16 @@ int main(int argc, char** argv) {
                                           {c.localAddress, c.localPort, c.peerAddress, c.peerPort, c.principal});
         },
         gate);
-    int port = 0;
     try {
-        port = listener.open();
+        listener.open();
     } catch (std::exception const& e) {
         std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
         objectManager.shutdown();
         return 1;
     }
     PortInfo ports;
-    ports.httpPort = port;
+    if (listener.plainPort() >= 0) ports.httpPort = listener.plainPort();
+    if (listener.tlsPort() >= 0) ports.httpsPort = listener.tlsPort();
     objectManager.setPortInfo(ports);
 
     std::atomic<bool> running{true};
@@ -228,7 +248,10 @@ int main(int argc, char** argv) {
         watchdog.join();
     });
 
-    std::printf("listening on %s:%d\n", settings.address.c_str(), port);
+    if (listener.plainPort() >= 0) std::printf("listening on %s:%d\n", settings.address.c_str(), listener.plainPort());
+    if (listener.tlsPort() >= 0) {
+        std::printf("listening on %s:%d (https)\n", settings.address.c_str(), listener.tlsPort());
+    }
     std::fflush(stdout);
     listener.run();
 

@@ -129,6 +129,11 @@ TEST_F(ServerConfigTest, RefusesWhatItCannotUse) {
         {"schema with an empty file", {"--schema", "root/x="}, "MOF file of root/x is empty"},
         {"schema with an empty namespace", {"--schema", "=a.mof"}, "namespace is empty"},
         {"empty schema path", {"--schema-path", ""}, "directory is empty"},
+        {"neither HTTP nor HTTPS", {"--http", "off"}, "both HTTP and HTTPS are off"},
+        {"HTTPS without a key", {"--https", "on", "--tls-certificate", "c.pem"}, "needs a certificate"},
+        {"HTTP neither on nor off", {"--http", "yes"}, "not on or off"},
+        {"no handshake deadline", {"--tls-handshake-timeout", "0"}, "from 1"},
+        {"certificate user without a user", {"--certificate-user", "Alice Example="}, "is empty"},
     };
     for (Case const& c : cases) {
         ParsedCommandLine p = parse(c.args);
@@ -164,6 +169,29 @@ TEST_F(ServerConfigTest, SchemaFilesAndPathInOrder) {
                                                                      {"root/x", "y=z.mof"}};
     EXPECT_EQ(p.settings.schema, schema);
     EXPECT_EQ(p.settings.schemaPath, (std::vector<std::string>{"/a", "/b"}));
+}
+
+TEST_F(ServerConfigTest, HTTPSSettingsAndCertificateUsers) {
+    ParsedCommandLine p = parse({"--config",
+                                 iniFile("[Server]\nHTTP = off\nHTTPS = on\nHTTPSPort = 0\nTLSCertificate = c.pem\n"
+                                         "TLSKey = k.pem\nTLSClientCA = ca.pem\nTLSHandshakeTimeout = 1\n"
+                                         "[CertificateUsers]\nAlice Example = alice\nCN = cn\n"),
+                                 "--certificate-user", "a=b=carol"});
+    ASSERT_EQ(p.action, ParsedCommandLine::Run) << p.error;
+    EXPECT_FALSE(p.settings.http);
+    EXPECT_TRUE(p.settings.https);
+    EXPECT_EQ(p.settings.httpsPort, 0);
+    EXPECT_EQ(p.settings.tlsCertificate + p.settings.tlsPrivateKey + p.settings.tlsClientCA, "c.pemk.pemca.pem");
+    EXPECT_EQ(p.settings.tlsHandshakeTimeoutSeconds, 1);
+    // A CN with spaces, a CN that is also the flag table's key name, and a
+    // flag whose CN holds '=' (split at the last one).
+    std::map<std::string, std::string> const users = {{"Alice Example", "alice"}, {"CN", "cn"}, {"a=b", "carol"}};
+    EXPECT_EQ(p.settings.certificateUsers, users);
+    ParsedCommandLine defaults = parse({});
+    EXPECT_TRUE(defaults.settings.http);
+    EXPECT_FALSE(defaults.settings.https);
+    EXPECT_EQ(defaults.settings.httpsPort, 5989);
+    EXPECT_EQ(defaults.settings.tlsHandshakeTimeoutSeconds, 10);
 }
 
 TEST_F(ServerConfigTest, HelpListsEveryFlagWithItsKey) {
