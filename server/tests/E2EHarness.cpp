@@ -170,19 +170,23 @@ std::string HttpResponse::header(std::string const& name) const {
     return it == headers.end() ? std::string() : it->second;
 }
 
-Connection::Connection(int port) {
-    _fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (_fd < 0) return;
+int connectLoopback(int port) {
+    int const fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return -1;
     timeval tv{};
     tv.tv_sec = kReadLimit.count();
-    ::setsockopt(_fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    ::setsockopt(_fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_port = htons(static_cast<uint16_t>(port));
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(_fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) close();
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0) return fd;
+    ::close(fd);
+    return -1;
 }
+
+Connection::Connection(int port) : _fd(connectLoopback(port)) {}
 
 Connection::~Connection() {
     close();

@@ -69,6 +69,10 @@ struct HttpResponse {
     std::string header(std::string const& name) const;
 };
 
+// A TCP connection to 127.0.0.1:port whose reads and writes wait at most
+// kReadLimit; -1 when it cannot be made.
+int connectLoopback(int port);
+
 // A connection to the server.
 class Connection {
 public:

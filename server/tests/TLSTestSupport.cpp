@@ -88,19 +88,9 @@ TLSClient::TLSClient(int port, TLSClientOptions const& options) : _state(new Sta
     // handshake) must fail the write, not kill the test with SIGPIPE.
     static bool const pipeIgnored = [] { return ::signal(SIGPIPE, SIG_IGN) != SIG_ERR; }();
     (void)pipeIgnored;
-    _fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    timeval tv{};
-    tv.tv_sec = kReadLimit.count();
-    ::setsockopt(_fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    ::setsockopt(_fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(static_cast<uint16_t>(port));
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(_fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+    _fd = connectLoopback(port);
+    if (_fd < 0) {
         _failure = "connect failed";
-        ::close(_fd);
-        _fd = -1;
         return;
     }
     _state->ctx = SSL_CTX_new(TLS_client_method());
