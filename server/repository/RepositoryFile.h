@@ -55,9 +55,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// One stored schema element: its name and the MOF text of its declared form.
+// One stored schema element: its name, its superclass (classes; empty at a
+// root and for declarations) and the MOF text of its declared form.
 struct SchemaRow {
     KVOString name;
+    KVOString superClass;
     std::string mof;
 };
 
@@ -83,7 +85,8 @@ public:
     // Adds or replaces (keeping its place) a qualifier declaration or a class.
     void putQualifier(KVOString const& nameSpace, KVOString const& name, std::string const& mof);
     void deleteQualifier(KVOString const& nameSpace, KVOString const& name);
-    void putClass(KVOString const& nameSpace, KVOString const& name, std::string const& mof);
+    void putClass(KVOString const& nameSpace, KVOString const& name, KVOString const& superClass,
+                  std::string const& mof);
     void deleteClass(KVOString const& nameSpace, KVOString const& name);
     // In declaration order (a replaced one keeps its place).
     std::vector<SchemaRow> qualifiers(KVOString const& nameSpace) const;
