@@ -164,16 +164,29 @@ void Connection::fail(std::string const& doing) const {
 // ---------------------------------------------------------------------------
 // Impl: connections, transactions, readers
 
+namespace {
+
+// Opens `name`; null with SQLite's words in `error` when it cannot.
+sqlite3* openDatabase(std::string const& name, int flags, std::string& error) {
+    sqlite3* db = nullptr;
+    int const rc = sqlite3_open_v2(name.c_str(), &db, flags, nullptr);
+    if (rc == SQLITE_OK) return db;
+    error = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
+    sqlite3_close_v2(db);
+    return nullptr;
+}
+
+}  // namespace
+
 std::unique_ptr<Connection> RepositoryFile::Impl::connect(bool readOnly) {
     int flags = SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
     flags |= readOnly && !memory ? SQLITE_OPEN_READONLY : (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     if (memory) flags |= SQLITE_OPEN_SHAREDCACHE;
-    sqlite3* db = nullptr;
-    int const rc = sqlite3_open_v2(name.c_str(), &db, flags, nullptr);
-    if (rc != SQLITE_OK) {
-        std::string const message = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
-        sqlite3_close_v2(db);
-        failed(settings.file, "cannot open a connection: " + message);
+    std::string error;
+    sqlite3* const db = openDatabase(name, flags, error);
+    if (!db) {
+        if (readOnly) failed(settings.file, "cannot open a connection: " + error);
+        refuse(settings.file, "it cannot be opened (" + error + ")");
     }
     sqlite3_extended_result_codes(db, 1);
     auto connection = std::make_unique<Connection>(db, settings.file);
@@ -356,11 +369,7 @@ std::shared_ptr<RepositoryFile> RepositoryFile::open(RepositorySettings const& s
         }
         impl->name = settings.file;
     }
-    try {
-        impl->writer = impl->connect(false);
-    } catch (KivoBaseException const& e) {
-        refuse(settings.file, "it cannot be opened (" + e.getMessage().str() + ")");
-    }
+    impl->writer = impl->connect(false);
     prepare(*impl);
     return std::shared_ptr<RepositoryFile>(new RepositoryFile(std::move(impl)));
 }
