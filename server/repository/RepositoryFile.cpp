@@ -245,6 +245,37 @@ void RepositoryFile::Impl::write(std::function<void(Connection&)> const& body) {
         for (auto& u : done) undo.back().push_back(std::move(u));
         return;
     }
+    if (!settings.groupCommit) {
+        Pending alone{&body, nullptr, false};
+        runBatch({&alone});
+        if (alone.error) std::rethrow_exception(alone.error);
+        return;
+    }
+    Pending mine{&body, nullptr, false};
+    std::unique_lock<std::mutex> lock(queueMutex);
+    queue.push_back(&mine);
+    while (!mine.done) {
+        if (leading) {
+            queueDone.wait(lock);
+            continue;
+        }
+        // No leader: this writer runs every body queued by now (its own
+        // among them, as no batch has taken it).
+        leading = true;
+        std::vector<Pending*> const batch(queue.begin(), queue.end());
+        queue.clear();
+        lock.unlock();
+        runBatch(batch);
+        lock.lock();
+        for (Pending* p : batch) p->done = true;
+        leading = false;
+        queueDone.notify_all();
+    }
+    lock.unlock();
+    if (mine.error) std::rethrow_exception(mine.error);
+}
+
+void RepositoryFile::Impl::runBatch(std::vector<Pending*> const& batch) {
     std::lock_guard<std::mutex> lock(writerMutex);
     owner.store(std::this_thread::get_id());
     undo.assign(1, {});
@@ -257,13 +288,42 @@ void RepositoryFile::Impl::write(std::function<void(Connection&)> const& body) {
     } leave{*this};
     try {
         writer->exec("BEGIN IMMEDIATE");
-        body(*writer);
-        writer->exec("COMMIT");
     } catch (...) {
-        if (!sqlite3_get_autocommit(writer->db())) sqlite3_exec(writer->db(), "ROLLBACK", nullptr, nullptr, nullptr);
-        runUndo(undo.front());
-        throw;
+        for (Pending* p : batch) p->error = std::current_exception();
+        return;
     }
+    bool const alone = batch.size() == 1;
+    for (Pending* p : batch) {
+        if (alone) {
+            // No savepoint needed: a failure rolls the whole transaction back.
+            try {
+                (*p->body)(*writer);
+            } catch (...) {
+                p->error = std::current_exception();
+            }
+            continue;
+        }
+        try {
+            write(*p->body);  // nested: a savepoint of its own
+        } catch (...) {
+            p->error = std::current_exception();
+        }
+    }
+    std::exception_ptr failure;
+    if (alone && batch.front()->error) {
+        failure = batch.front()->error;
+    } else {
+        try {
+            writer->exec("COMMIT");
+            return;
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    }
+    if (!sqlite3_get_autocommit(writer->db())) sqlite3_exec(writer->db(), "ROLLBACK", nullptr, nullptr, nullptr);
+    runUndo(undo.front());
+    for (Pending* p : batch)
+        if (!p->error) p->error = failure;
 }
 
 // ---------------------------------------------------------------------------

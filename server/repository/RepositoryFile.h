@@ -48,6 +48,10 @@ struct RepositorySettings {
     // How long a write waits for another process holding the file (a tool
     // writing it) before it fails with CIM_ERR_FAILED.
     unsigned busyTimeoutMs = 5000;
+    // Commit the changes of concurrent writers together: each change is
+    // still all or nothing and durable when it returns, but one commit (one
+    // fsync) serves every change waiting for it.
+    bool groupCommit = true;
 };
 
 // The file cannot be opened, is damaged, or is not a repository. what()

@@ -5,6 +5,14 @@
 // Who calls it: RepositoryFile.cpp and DiskInstanceStore.cpp only; nothing
 // outside server/repository includes it.
 //
+// Group commit (RepositorySettings::groupCommit): an outermost write() queues
+// its body; the first writer to find no leader becomes one and runs every
+// body queued by then in one transaction, each in a savepoint of its own (a
+// body that raises is undone alone and its caller gets its exception), then
+// commits once and wakes them all. With synchronous=FULL that is one fsync
+// for the whole batch instead of one each. Bodies of a batch run on the
+// leader's thread; their callers wait meanwhile.
+//
 // Threading: a Connection is used by one thread at a time. The writer
 // connection belongs to the thread inside write() (writerMutex); a read
 // connection to the thread that leased it. write() on a thread already inside
@@ -16,6 +24,9 @@
 #include "repository/RepositoryFile.h"
 
 #include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <exception>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -137,6 +148,19 @@ struct RepositoryFile::Impl {
     std::unique_ptr<Connection> connect(bool readOnly);
 
 private:
+    // ---- Group commit ----
+    struct Pending {
+        std::function<void(Connection&)> const* body;
+        std::exception_ptr error;
+        bool done = false;
+    };
+    std::mutex queueMutex;
+    std::condition_variable queueDone;
+    std::deque<Pending*> queue;  // guarded by queueMutex; bodies waiting for a leader
+    bool leading = false;        // guarded by queueMutex; a leader is running a batch
+    // Runs `batch` in one transaction (see Group commit); takes writerMutex.
+    void runBatch(std::vector<Pending*> const& batch);
+
     struct Lease {
         explicit Lease(Impl& impl);
         ~Lease();

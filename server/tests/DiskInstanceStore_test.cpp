@@ -439,6 +439,36 @@ TEST(DiskInstanceStore, ConcurrentUpdatesOfDifferentPropertiesLoseNothing) {
         EXPECT_EQ(last->getProperty("P" + std::to_string(t))->getValue()->getUnsigned(), kWrites) << "writer " << t;
 }
 
+// Writers racing to create the same instances, their changes committed in
+// batches: each instance is created exactly once, and a create that fails
+// fails alone, whatever else shares its commit.
+TEST(DiskInstanceStore, RacingCreatesEachSucceedOrFailAlone) {
+    ItemModel model;
+    for (bool group : {true, false}) {
+        kivo::repo::RepositorySettings settings{":memory:"};
+        settings.groupCommit = group;
+        DiskInstanceStore store(RepositoryFile::open(settings));
+        constexpr unsigned kThreads = 8, kIds = 40;
+        std::atomic<unsigned> created{0}, refused{0}, other{0};
+        std::vector<std::thread> threads;
+        for (unsigned t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                // Every id is tried by two threads, in opposite orders.
+                for (unsigned n = 0; n < kIds * 2 / kThreads; ++n) {
+                    unsigned const id = t % 2 ? (t / 2 * 10 + n) % kIds : (t / 2 * 10 + kIds * 2 / kThreads - 1 - n) % kIds;
+                    int const code = codeOf([&] { store.create(ItemModel::kNs, *model.item, model.make(id, "x")); });
+                    ++(code == 0 ? created : code == CIM_ERR_ALREADY_EXISTS ? refused : other);
+                }
+            });
+        }
+        for (std::thread& t : threads) t.join();
+        EXPECT_EQ(created.load(), kIds) << "group commit " << group;
+        EXPECT_EQ(refused.load(), kIds) << "group commit " << group;
+        EXPECT_EQ(other.load(), 0u) << "group commit " << group;
+        EXPECT_EQ(store.count(ItemModel::kNs, *model.item), kIds) << "group commit " << group;
+    }
+}
+
 // An enumeration whose sink blocks holds its read, not the writer: creates
 // and updates on another thread go through meanwhile, and the enumeration
 // sees the file as it was when it began.
