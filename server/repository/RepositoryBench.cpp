@@ -1,5 +1,6 @@
 // kivo-repository-bench: CreateInstance's rate into the instance store on
-// disk, with synchronous FULL and NORMAL, from 1 and 8 threads, each beside
+// disk, with synchronous FULL and NORMAL, from 1 and 8 threads (with and
+// without group commit), each beside
 // two baselines measured in the same run: the in-memory store, and the
 // fsyncs per second the file's directory allows (what a FULL commit pays).
 //
@@ -20,6 +21,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -83,21 +85,30 @@ int main(int argc, char** argv) {
     KVOSmrPtr<IKivoClass> const cls = repository.getClass("root/bench", "Bench_Item");
     std::string const file = (dir / ("kivo-repository-bench-" + std::to_string(::getpid()) + ".db")).string();
 
+    om::StoreLimits unlimited;
+    unlimited.maxInstancesPerClass = std::numeric_limits<std::size_t>::max();
+    unlimited.maxBytes = std::numeric_limits<std::uint64_t>::max();
     std::printf("baseline: fdatasync of 200 bytes in %s: %.0f/s\n", dir.c_str(), fsyncRate(file + ".sync", seconds));
     for (unsigned threads : {1u, 8u}) {
-        om::InstanceStore memory;
+        om::InstanceStore memory(unlimited);
         double const inMemory = rate(memory, *cls, threads, seconds);
         for (bool full : {true, false}) {
-            std::filesystem::remove(file);
-            double disk = 0;
-            {
-                repo::RepositorySettings settings{file};
-                settings.fullSync = full;
-                repo::DiskInstanceStore store(repo::RepositoryFile::open(settings));
-                disk = rate(store, *cls, threads, seconds);
+            for (bool group : {true, false}) {
+                if (threads == 1 && !group) continue;  // one writer has nothing to group
+                for (char const* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(file + suffix);
+                double disk = 0;
+                {
+                    repo::RepositorySettings settings{file};
+                    settings.fullSync = full;
+                    settings.groupCommit = group;
+                    repo::DiskInstanceStore store(repo::RepositoryFile::open(settings), unlimited);
+                    disk = rate(store, *cls, threads, seconds);
+                }
+                std::printf("CreateInstance, %u thread%s, synchronous=%-6s, group commit %-3s: %8.0f/s on disk "
+                            "(in-memory store: %.0f/s)\n",
+                            threads, threads == 1 ? " " : "s", full ? "FULL" : "NORMAL", group ? "on" : "off", disk,
+                            inMemory);
             }
-            std::printf("CreateInstance, %u thread%s, synchronous=%-6s: %8.0f/s on disk (in-memory store: %.0f/s)\n",
-                        threads, threads == 1 ? " " : "s", full ? "FULL" : "NORMAL", disk, inMemory);
         }
     }
     for (char const* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(file + suffix);
