@@ -23,6 +23,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 
 namespace kivo::om {
@@ -33,6 +34,9 @@ struct Options {
     // --max-instances-per-class (100000) and --max-instance-bytes (1 GiB):
     // the instance store's quota, InstanceStore.h.
     StoreLimits store;
+    // The instance store; null: the in-memory InstanceStore with `store` as
+    // its quota (a store given here keeps its own quota).
+    std::shared_ptr<InstanceProvider> instanceStore;
     // --max-enumerations-per-principal (64 of the 256 open enumerations) and
     // --enumeration-threads (16 producer threads): EnumerationContexts.h.
     EnumerationLimits enumerations;
