@@ -3,9 +3,12 @@
 // damaged file stops the server with exit status 4 and words that name the
 // file and the way back; --update-schema adds what a changed MOF adds and
 // refuses, changing nothing, to change a class that has instances; an
-// export imported into a fresh file exports the same again, the whole DMTF
-// schema and instances with arrays, references and odd strings included.
+// export imported into a fresh file holds the same classes and instances,
+// the whole DMTF schema and instances with arrays, references and odd
+// strings included.
 #include "E2EHarness.h"
+#include "RepositoryCompare.h"
+#include "repository/PersistentModel.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +22,8 @@
 namespace {
 
 namespace fs = std::filesystem;
+namespace om = kivo::om;
+namespace repo = kivo::repo;
 using e2e::cimRequest;
 using e2e::intrinsicRequest;
 
@@ -231,10 +236,9 @@ TEST_F(Persistence, UpdateSchemaAddsAndRefusesToBreakInstances) {
 }
 
 // The whole DMTF schema with instances (arrays, references, odd strings),
-// exported, imported into a fresh file and exported again: the same MOF,
-// class by class and instance by instance. An import into a repository that
-// is not empty is refused.
-TEST_F(Persistence, AnExportImportedIntoAFreshFileExportsTheSame) {
+// exported and imported into a fresh file: the same classes and instances.
+// An import into a repository that is not empty is refused.
+TEST_F(Persistence, AnExportImportedIntoAFreshFileHoldsTheSame) {
     std::ofstream(dir / "instances.mof")
         << "instance of CIM_ComputerSystem as $cs {\n"
            "  CreationClassName = \"CIM_ComputerSystem\"; Name = \"h\\\"o\\\\st\\n\\t1 \xC3\xA9\";\n"
@@ -254,24 +258,41 @@ TEST_F(Persistence, AnExportImportedIntoAFreshFileExportsTheSame) {
     std::string const copy = (dir / "copy.db").string();
     ASSERT_EQ(command({"--repository", copy, "--import", (dir / "one.mof").string()}, out), 0) << out;
     EXPECT_NE(out.find("and 3 instances"), std::string::npos) << out;
-    ASSERT_EQ(command({"--repository", copy, "--export", (dir / "two.mof").string()}, out), 0) << out;
-
-    std::string const one = slurp(dir / "one.mof"), two = slurp(dir / "two.mof");
+    std::string const one = slurp(dir / "one.mof");
     EXPECT_GT(e2e::count(one, "\nclass "), 1000u);
-    EXPECT_EQ(e2e::count(one, "\ninstance of "), 3u);
-    // Element by element, so that a difference names its class or instance.
-    auto elements = [](std::string const& mof) {
-        std::vector<std::string> out;
-        for (std::size_t at = 0; at < mof.size();) {
-            std::size_t const end = mof.find("\n};\n", at);
-            out.push_back(mof.substr(at, end == std::string::npos ? std::string::npos : end + 4 - at));
-            at = end == std::string::npos ? mof.size() : end + 4;
+
+    // Both files read back in process: the same schema, class by class, and
+    // the same instances, class by class in order.
+    struct Side {
+        explicit Side(std::string const& path) {
+            repo::RepositorySettings settings;
+            settings.file = path;
+            file = repo::RepositoryFile::open(settings);
+            store = std::make_shared<repo::DiskInstanceStore>(file);
+            repo::loadSchema(*file, classes);
         }
-        return out;
-    };
-    std::vector<std::string> const a = elements(one), b = elements(two);
-    ASSERT_EQ(a.size(), b.size());
-    for (std::size_t i = 0; i < a.size(); ++i) EXPECT_EQ(a[i], b[i]);
+        std::vector<KVOSmrPtr<IKivoObject>> instances(KVOString const& ns, IKivoClass const& cls) {
+            std::vector<KVOSmrPtr<IKivoObject>> out;
+            store->enumerate(ns, cls, [&](KVOSmrPtr<IKivoObject> const& o) { return out.push_back(o), true; });
+            return out;
+        }
+        std::shared_ptr<repo::RepositoryFile> file;
+        std::shared_ptr<repo::DiskInstanceStore> store;
+        om::ClassRepository classes;
+    } original(file), imported(copy);
+    ASSERT_EQ(original.classes.namespaces().size(), imported.classes.namespaces().size());
+    std::size_t instances = 0;
+    for (KVOString const& ns : original.classes.namespaces()) {
+        EXPECT_EQ(kivo::test::sameRepository(original.classes, imported.classes, ns), "") << ns.str();
+        for (KVOSmrPtr<IKivoClass> const& cls : original.classes.classes(ns)) {
+            std::vector<KVOSmrPtr<IKivoObject>> const a = original.instances(ns, *cls);
+            std::vector<KVOSmrPtr<IKivoObject>> const b = imported.instances(ns, *cls);
+            ASSERT_EQ(a.size(), b.size()) << cls->getName().str();
+            for (std::size_t i = 0; i < a.size(); ++i) EXPECT_EQ(kivo::test::sameInstance(*a[i], *b[i]), "");
+            instances += a.size();
+        }
+    }
+    EXPECT_EQ(instances, 3u);
 
     EXPECT_EQ(command({"--repository", copy, "--import", (dir / "one.mof").string()}, out), 4) << out;
     EXPECT_NE(out.find("is not empty"), std::string::npos) << out;
