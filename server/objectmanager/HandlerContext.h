@@ -1,6 +1,6 @@
 // The object manager as the library and the server see it: lifecycle state,
-// request counting, and the operation handler over the in-memory object
-// manager.
+// request counting, and the operation handler over the object manager (its
+// instance store in memory, or the one Options gives).
 //
 // Lifecycle: INITIALIZING after construction; start() moves to STARTING,
 // loads the model into the object manager and moves to STARTED; shutdown()
