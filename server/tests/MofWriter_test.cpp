@@ -291,6 +291,42 @@ TEST(MofWriter, ComparisonSeesEachDifference) {
     }
 }
 
+// What the compiler reads for the writer, given wrong: references as paths,
+// embedded instances, and their nesting limit at its boundary.
+TEST(MofWriter, CompilerRefusesBadPathsAndEmbeddings) {
+    char const kClasses[] = R"(class T { [Key] uint32 N; [EmbeddedInstance("T")] string E;
+                                         [EmbeddedInstance("T")] string Es[]; uint32 U; };
+                               class L { [Key] T REF R; };)";
+    auto nested = [](unsigned depth) {
+        std::string text = "instance of T { N = 0; }";
+        for (unsigned i = 1; i < depth; ++i) text = "instance of T { N = " + std::to_string(i) + "; E = " + text + "; }";
+        return text + ";";
+    };
+    struct Row {
+        std::string mof;
+        char const* error;  // empty when it compiles
+    } const rows[] = {
+        {R"(instance of L { R = "root/test:"; };)", R"(bad object path "root/test:": no class name)"},
+        {R"(instance of L { R = "T.N"; };)", R"(bad object path "T.N": a key without '=')"},
+        {R"(instance of L { R = "T.N=\"1"; };)", R"(bad object path "T.N="1": an unterminated quoted value)"},
+        {R"(instance of L { R = "T.N=\"1\"x"; };)", R"(bad object path "T.N="1"x": text after a quoted value)"},
+        {R"(instance of L { R = "//host"; };)", R"(bad object path "//host": no namespace after the host)"},
+        {R"(instance of L { R = "T.N=x"; };)", R"(bad object path "T.N=x": not an unsigned integer: x)"},
+        {R"(instance of L { R = "//h/root/test:T.N=\"7\""; };)", ""},
+        {R"(instance of T { N = 1; U = instance of T { }; };)", "expected a uint32 value"},
+        {R"(instance of T { N = 1; Es = {instance of T { }, "x"}; };)", "an array mixes embedded instances and other values"},
+        {R"(instance of T { N = 1; Es = {"x", instance of T { }}; };)", "an array mixes embedded instances and other values"},
+        {nested(32), ""},
+        {nested(33), "embedded instances nest deeper than 32"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.mof.substr(0, 80));
+        ClassRepository repo;
+        MofResult const r = MofCompiler(repo, kNs).compileText(std::string(kQualifiers) + kClasses + row.mof);
+        EXPECT_EQ(r.ok() ? std::string() : r.error->message, row.error);
+    }
+}
+
 // The whole DMTF schema, and the server's model as it loads it (interop.mof
 // in root/interop, kivo.mof in root/cimv2, both over the schema's files).
 TEST(MofWriter, SchemaAndModelRoundTrip) {
