@@ -5,9 +5,12 @@
 // instances with the same property values).
 //
 // Classes are written in their declared form: own properties, methods and
-// qualifiers (those not marked propagated), the superclass by name, and
-// Override where a member is redeclared. A qualifier's flavors are written
-// when they differ from what its declaration would give it. Strings are
+// qualifiers (those not marked propagated; Override stays as the class gave
+// it), the superclass by name, members in the resolved order (overrides
+// where the superclass has them, then the new ones). A qualifier's flavors
+// are written when they differ from what its declaration (the one in the
+// repository now) would give it; a boolean qualifier that is true is written
+// bare, one without a value as Name(NULL). Strings are
 // escaped as DSP0221 spells them; reals are written in the shortest form
 // that reads back the same value.
 //
@@ -19,7 +22,9 @@
 // class values, a reference property or parameter without a reference class,
 // a qualifier declaration without a scope. The Translatable and ToInstance
 // flavors can only be added in MOF, not taken away: a qualifier that lacks
-// one its declaration has reads back with it.
+// one its declaration has reads back with it. A class that uses a
+// qualifier no longer declared, or with a value of another type than its
+// declaration now says, is written but does not compile back.
 //
 // Who calls it: the on-disk repository (one class, declaration or instance at
 // a time), the export command, tests. Threading: pure functions over
