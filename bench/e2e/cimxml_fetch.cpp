@@ -435,13 +435,8 @@ int main(int argc, char** argv) {
             return 2;
         }
     }
-    if (o.port <= 0 || (o.mode != "enum" && o.mode != "walk") || o.max == 0 || o.repeat < 1) {
-        std::fprintf(stderr, "usage: %s --port P --mode enum|walk [--class C] [--max N] [--repeat R] "
-                             "[--save DIR] [--static PREFIX]\n", argv[0]);
-        return 2;
-    }
     if (o.mode == "setup" || o.mode == "create" || o.mode == "modify") {
-        if (o.clients < 1 || (o.mode == "modify" && o.instances == 0) ||
+        if (o.port <= 0 || o.clients < 1 || (o.mode == "modify" && o.instances == 0) ||
             (o.mode != "setup" && o.count == 0 && o.seconds <= 0)) {
             std::fprintf(stderr, "usage: %s --port P --mode setup|create|modify --class C --clients N --prefix X "
                                  "[--count K] [--seconds S] [--instances M]\n", argv[0]);
@@ -453,6 +448,11 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "kivo-cimxml-fetch: %s\n", e.what());
             return 1;
         }
+    }
+    if (o.port <= 0 || (o.mode != "enum" && o.mode != "walk") || o.max == 0 || o.repeat < 1) {
+        std::fprintf(stderr, "usage: %s --port P --mode enum|walk [--class C] [--max N] [--repeat R] "
+                             "[--save DIR] [--static PREFIX]\n", argv[0]);
+        return 2;
     }
     try {
         for (int r = 0; r < o.repeat; ++r) {
