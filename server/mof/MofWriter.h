@@ -11,6 +11,16 @@
 // escaped as DSP0221 spells them; reals are written in the shortest form
 // that reads back the same value.
 //
+// References are written as their paths in a string ("ns:Class.Key=..."),
+// embedded instances as "instance of Class { ... }" in place of the value.
+//
+// What MOF cannot carry raises CIM_ERR_NOT_SUPPORTED (KivoBaseException)
+// naming it: NaN and infinite reals (the compiler reads no literal for them),
+// class values, a reference property or parameter without a reference class,
+// a qualifier declaration without a scope. The Translatable and ToInstance
+// flavors can only be added in MOF, not taken away: a qualifier that lacks
+// one its declaration has reads back with it.
+//
 // Who calls it: the on-disk repository (one class, declaration or instance at
 // a time), the export command, tests. Threading: pure functions over
 // immutable objects and a repository that locks each call; any thread.
@@ -41,6 +51,10 @@ void writeClass(std::string& out, IKivoClass const& cls, om::ClassRepository con
 // "instance of Class { Prop = value; ... };": every property that has a
 // value (NULL ones are left out), embedded instances written inline.
 void writeInstance(std::string& out, IKivoObject const& instance);
+// The same, and "Prop = NULL;" for a NULL property whose default in `cls`
+// (the instance's class) is not NULL, which the compiler would otherwise
+// give it. writeNamespace writes instances so.
+void writeInstance(std::string& out, IKivoObject const& instance, IKivoClass const& cls);
 
 // The classes of `nameSpace` in an order the compiler accepts: each class
 // after its superclass, otherwise in declaration order.

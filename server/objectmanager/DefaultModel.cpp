@@ -157,21 +157,17 @@ std::string locate(std::string const& file, std::vector<std::string> const& path
     return file;
 }
 
-void compileSchema(ObjectManager& om, ModelSettings const& settings) {
+// Compiles every schema file into `repository`; the instances they declare
+// go to `instances` when given.
+void compileFiles(ClassRepository& repository, ModelSettings const& settings, std::vector<ModelInstance>* instances) {
     for (SchemaFile const& s : settings.schema) {
         std::string const file = locate(s.file, settings.schemaPath);
-        mof::MofCompiler compiler(om.repository(), KVOString(s.nameSpace.c_str()));
+        mof::MofCompiler compiler(repository, KVOString(s.nameSpace.c_str()));
         compiler.setIncludePath(settings.schemaPath);
-        mof::MofResult const r = compiler.compileFile(file);
+        mof::MofResult r = compiler.compileFile(file);
         if (!r.ok()) throw ModelLoadError(r.error->text());
-        for (mof::MofInstance const& i : r.instances) {
-            try {
-                om.createInstance(i.nameSpace, i.instance);
-            } catch (KivoBaseException const& e) {
-                throw ModelLoadError(file + ": instance of " + i.instance->getClassName().str() + ": " +
-                                     e.getMessage().str());
-            }
-        }
+        if (instances)
+            for (mof::MofInstance const& i : r.instances) instances->push_back({file, i.nameSpace, i.instance});
     }
 }
 
@@ -187,15 +183,41 @@ std::vector<std::string> defaultSchemaPath() {
 
 std::vector<SchemaFile> defaultSchema() { return {{kInterop, "interop.mof"}, {kCimv2, "kivo.mof"}}; }
 
-void loadDefaultModel(ObjectManager& om, ModelSettings const& settings) {
-    compileSchema(om, settings);
+std::vector<ModelInstance> compileModel(ObjectManager& om, ModelSettings const& settings) {
+    std::vector<ModelInstance> instances;
+    compileFiles(om.repository(), settings, &instances);
+    return instances;
+}
+
+void compileSchemaInto(ClassRepository& repository, ModelSettings const& settings) {
+    compileFiles(repository, settings, nullptr);
+}
+
+void registerModel(ObjectManager& om, ModelSettings const& settings) {
     ClassRepository& repo = om.repository();
     if (repo.getClass(kCimv2, "KIVO_ScaleItem")) {
         om.registerProvider(kCimv2, "KIVO_ScaleItem", std::make_shared<ScaleProvider>(settings.scaleInstances));
         registerMethods(om);
-        createInstances(om);
     }
     if (repo.hasNamespace(kInterop)) addInteropProviders(om, settings.identity, kInterop);
+}
+
+void createModelInstances(ObjectManager& om, std::vector<ModelInstance> const& declared) {
+    for (ModelInstance const& i : declared) {
+        try {
+            om.createInstance(i.nameSpace, i.instance);
+        } catch (KivoBaseException const& e) {
+            throw ModelLoadError(i.file + ": instance of " + i.instance->getClassName().str() + ": " +
+                                 e.getMessage().str());
+        }
+    }
+    if (om.repository().getClass(kCimv2, "KIVO_ScaleItem")) createInstances(om);
+}
+
+void loadDefaultModel(ObjectManager& om, ModelSettings const& settings) {
+    std::vector<ModelInstance> const declared = compileModel(om, settings);
+    registerModel(om, settings);
+    createModelInstances(om, declared);
 }
 
 }  // namespace kivo::om

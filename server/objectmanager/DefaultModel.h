@@ -16,7 +16,14 @@
 // instances are made on demand (their number is a setting). When root/interop
 // was loaded, the interop providers (Interop.h) are added there.
 //
-// Who calls it: HandlerContext::start() (so the server at start-up), tests.
+// What is kept and what is not: a server with a repository on disk keeps the
+// schema and the instances (the MOF's and the code's) from its first start,
+// so loadDefaultModel's parts run separately there: compileModel and
+// createModelInstances once, registerModel (providers and methods, which
+// store nothing) at every start.
+//
+// Who calls it: HandlerContext::start() (so the server at start-up), the
+// repository's start-up (repository/PersistentModel.h), tests.
 // Threading: once, on the starting thread, before requests are served.
 #pragma once
 
@@ -65,8 +72,29 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Fills an empty object manager with the model. Raises ModelLoadError.
+// An instance the schema's MOF declares, with the file that declares it.
+struct ModelInstance {
+    std::string file;
+    KVOString nameSpace;
+    KVOSmrPtr<IKivoObject> instance;
+};
+
+// Fills an empty object manager with the model: compileModel,
+// registerModel, createModelInstances. Raises ModelLoadError.
 void loadDefaultModel(ObjectManager& om, ModelSettings const& settings);
+
+// Compiles settings.schema into the object manager's repository and returns
+// the instances the MOF declares (not created). Raises ModelLoadError.
+std::vector<ModelInstance> compileModel(ObjectManager& om, ModelSettings const& settings);
+// Compiles settings.schema into `repository` alone (instances are dropped).
+// Raises ModelLoadError.
+void compileSchemaInto(ClassRepository& repository, ModelSettings const& settings);
+// Registers what only code adds (the scale provider, the methods, the
+// interop providers) wherever their classes are loaded.
+void registerModel(ObjectManager& om, ModelSettings const& settings);
+// Creates the instances `declared` by the MOF, then those the code makes.
+// Raises ModelLoadError.
+void createModelInstances(ObjectManager& om, std::vector<ModelInstance> const& declared);
 
 // The namespaces of the default model.
 inline constexpr char kCimv2[] = "root/cimv2";

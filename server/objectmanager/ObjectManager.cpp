@@ -68,6 +68,8 @@ KVOSmrPtr<IKivoValue> MethodCall::arg(KVOString const& name) const {
 
 ObjectManager::ObjectManager(StoreLimits limits) : _store(std::make_shared<InstanceStore>(limits)) {}
 
+ObjectManager::ObjectManager(std::shared_ptr<InstanceProvider> store) : _store(std::move(store)) {}
+
 void ObjectManager::registerProvider(KVOString const& nameSpace, KVOString const& className,
                                      std::shared_ptr<InstanceProvider> provider) {
     _providers[bucket(nameSpace, className)] = std::move(provider);
@@ -234,6 +236,25 @@ void ObjectManager::requireNoInstances(KVOString const& nameSpace, IKivoClass co
     if (any) raise(CIM_ERR_CLASS_HAS_INSTANCES, kWhere, "class " + cls.getName() + " has instances");
 }
 
+void ObjectManager::journaled(std::function<void()> const& change,
+                              std::function<void(SchemaJournal&)> const& record) {
+    if (!_journal) return change();
+    ClassRepository const before = _repository;  // shares its classes: a copy of the indexes only
+    change();
+    try {
+        record(*_journal);
+    } catch (KivoBaseException const&) {
+        _repository = before;
+        throw;
+    } catch (std::exception const& e) {
+        _repository = before;
+        raise(CIM_ERR_FAILED, kWhere, KVOString("the change was not recorded: ") + e.what());
+    } catch (...) {
+        _repository = before;
+        raise(CIM_ERR_FAILED, kWhere, "the change was not recorded");
+    }
+}
+
 void ObjectManager::createClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls) {
     std::unique_lock lock(_schemaLock);
     requireNamespace(nameSpace);
@@ -242,7 +263,9 @@ void ObjectManager::createClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass
         raise(CIM_ERR_ALREADY_EXISTS, kWhere, "class " + cls->getName() + " already exists");
     CKivoClass::Members declared = Declared(_repository, nameSpace).of(*cls);
     checks::checkClass(_repository, nameSpace, cls->getName(), declared);
-    _repository.addClass(nameSpace, cls->getName(), std::move(declared));
+    KVOString const name = cls->getName();
+    journaled([&] { _repository.addClass(nameSpace, name, std::move(declared)); },
+              [&](SchemaJournal& j) { j.classSet(nameSpace, *_repository.getClass(nameSpace, name)); });
 }
 
 void ObjectManager::modifyClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass> const& cls) {
@@ -256,7 +279,9 @@ void ObjectManager::modifyClass(KVOString const& nameSpace, KVOSmrPtr<IKivoClass
     requireNoInstances(nameSpace, *existing);
     CKivoClass::Members declared = Declared(_repository, nameSpace).of(*cls);
     checks::checkClass(_repository, nameSpace, existing->getName(), declared);
-    _repository.replaceClass(nameSpace, existing->getName(), std::move(declared));
+    KVOString const name = existing->getName();
+    journaled([&] { _repository.replaceClass(nameSpace, name, std::move(declared)); },
+              [&](SchemaJournal& j) { j.classSet(nameSpace, *_repository.getClass(nameSpace, name)); });
 }
 
 void ObjectManager::deleteClass(KVOString const& nameSpace, KVOString const& className) {
@@ -270,7 +295,9 @@ void ObjectManager::deleteClass(KVOString const& nameSpace, KVOString const& cla
     KVOString const referrer = referrerOf(_repository.subclasses(nameSpace, KVOString(), true), existing->getName());
     if (!referrer.isEmpty())
         raise(CIM_ERR_FAILED, kWhere, "class " + existing->getName() + " is named by the reference " + referrer);
-    _repository.removeClass(nameSpace, existing->getName());
+    KVOString const name = existing->getName();
+    journaled([&] { _repository.removeClass(nameSpace, name); },
+              [&](SchemaJournal& j) { j.classDeleted(nameSpace, name); });
 }
 
 void ObjectManager::setQualifier(KVOString const& nameSpace, KVOSmrPtr<qora::IQualifierDef> const& decl) {
@@ -289,7 +316,8 @@ void ObjectManager::setQualifier(KVOString const& nameSpace, KVOSmrPtr<qora::IQu
                       "qualifier " + decl->getName() + " changes its type but is used by class " + users.front());
         }
     }
-    _repository.addQualifierDecl(nameSpace, decl);
+    journaled([&] { _repository.addQualifierDecl(nameSpace, decl); },
+              [&](SchemaJournal& j) { j.qualifierSet(nameSpace, *_repository.getQualifierDecl(nameSpace, decl->getName())); });
 }
 
 void ObjectManager::deleteQualifier(KVOString const& nameSpace, KVOString const& name) {
@@ -299,7 +327,9 @@ void ObjectManager::deleteQualifier(KVOString const& nameSpace, KVOString const&
         raise(CIM_ERR_NOT_FOUND, kWhere, "no qualifier declaration " + name + " in " + nameSpace);
     std::vector<KVOString> const users = _repository.classesUsing(nameSpace, name);
     if (!users.empty()) raise(CIM_ERR_FAILED, kWhere, "qualifier " + name + " is used by class " + users.front());
-    _repository.removeQualifierDecl(nameSpace, name);
+    KVOString const declared = _repository.getQualifierDecl(nameSpace, name)->getName();
+    journaled([&] { _repository.removeQualifierDecl(nameSpace, name); },
+              [&](SchemaJournal& j) { j.qualifierDeleted(nameSpace, declared); });
 }
 
 // ---- Instances ----

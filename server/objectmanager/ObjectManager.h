@@ -29,7 +29,15 @@
 // answers CIM_ERR_FAILED; one that keeps the type replaces it (classes keep
 // the flavors their qualifiers were given).
 //
-// Threading: set up (providers, methods) on one thread before use, then any
+// Durability: a schema change made in the class repository is handed to the
+// journal (SchemaJournal.h, when one is set) before the operation returns;
+// when the journal raises, the class repository is put back as it was
+// before the operation and the operation fails with what the journal raised
+// (a KivoBaseException as it is, anything else as CIM_ERR_FAILED). Instances
+// are as durable as the store given at construction (InstanceStore in
+// memory by default).
+//
+// Threading: set up (providers, methods, journal) on one thread before use, then any
 // number of threads may call the operations at once; the store and the
 // providers lock for themselves, the repository locks each call
 // (ClassRepository.h). The schema operations hold _schemaLock exclusively
@@ -52,6 +60,7 @@
 #include "objectmanager/InstanceProvider.h"
 #include "objectmanager/InstanceStore.h"
 #include "objectmanager/Instances.h"
+#include "objectmanager/SchemaJournal.h"
 #include "objectmanager/Wql.h"
 
 #include "Cimom/ProtocolAdapter/Common/IQueryResponse.h"
@@ -128,7 +137,11 @@ using MethodImpl = std::function<MethodResult(ObjectManager&, MethodCall const&)
 
 class ObjectManager {
 public:
+    // The in-memory InstanceStore with `limits` as the store.
     explicit ObjectManager(StoreLimits limits = StoreLimits());
+    // `store` keeps the instances of the classes without a provider of their
+    // own (it enforces its own quota).
+    explicit ObjectManager(std::shared_ptr<InstanceProvider> store);
     ObjectManager(ObjectManager const&) = delete;
     ObjectManager& operator=(ObjectManager const&) = delete;
 
@@ -140,7 +153,10 @@ public:
     void registerProvider(KVOString const& nameSpace, KVOString const& className,
                           std::shared_ptr<InstanceProvider> provider);
     // The store of the classes without a provider of their own.
-    InstanceStore const& store() const { return *_store; }
+    InstanceProvider& store() const { return *_store; }
+    // Where schema changes are recorded (null: nowhere). The journal must
+    // outlive the object manager's use.
+    void setJournal(SchemaJournal* journal) { _journal = journal; }
     // The implementation of `methodName` for `className` and its subclasses.
     void registerMethod(KVOString const& nameSpace, KVOString const& className, KVOString const& methodName,
                         MethodImpl impl);
@@ -257,10 +273,15 @@ private:
     // Raises CIM_ERR_CLASS_HAS_INSTANCES when `cls` has a provider of its
     // own or instances in the store. Caller holds _schemaLock exclusively.
     void requireNoInstances(KVOString const& nameSpace, IKivoClass const& cls) const;
+    // Makes `change` in the class repository, then tells the journal with
+    // `record`; when the journal raises, puts the repository back and raises
+    // (see Durability above). Caller holds _schemaLock exclusively.
+    void journaled(std::function<void()> const& change, std::function<void(SchemaJournal&)> const& record);
 
     ClassRepository _repository;
     std::shared_mutex _schemaLock;  // see the threading rule above
-    std::shared_ptr<InstanceStore> _store;
+    std::shared_ptr<InstanceProvider> _store;
+    SchemaJournal* _journal = nullptr;  // set up before use; called under _schemaLock (exclusive)
     std::map<std::string, std::shared_ptr<InstanceProvider>> _providers;  // "namespace:class" -> provider
     std::map<std::string, MethodImpl> _methods;                           // "namespace:class.method" -> impl
 };

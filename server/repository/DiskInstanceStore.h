@@ -20,6 +20,12 @@
 // CIM type, arrays, NULL, references (as their paths) and embedded instances.
 // A class value cannot be stored (CIM_ERR_NOT_SUPPORTED).
 //
+// Quota bookkeeping: the instances and bytes of each class are counted in
+// memory, in one pass over the rows when the store is made, and kept in step
+// by every change inside its transaction (a transaction that rolls back puts
+// them back). One store per file: two stores over one file would each count
+// only their own changes.
+//
 // Thread-safe: any number of threads may call every member at once.
 #pragma once
 
@@ -27,9 +33,16 @@
 #include "objectmanager/InstanceStore.h"
 #include "repository/RepositoryFile.h"
 
+#include <cstdint>
 #include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 
 namespace kivo::repo {
+
+class Connection;
 
 class DiskInstanceStore : public om::InstanceProvider {
 public:
@@ -47,10 +60,33 @@ public:
 
     // Instances stored for the class (exactly it), and in the whole file.
     std::uint64_t count(KVOString const& nameSpace, IKivoClass const& cls) const;
+    // Bytes of instance data stored (as the quota counts them:
+    // InstanceStore::sizeOf).
+    std::uint64_t bytes() const;
+    om::StoreLimits const& limits() const { return _limits; }
 
 private:
+    struct Usage {
+        std::uint64_t count = 0;
+        std::uint64_t bytes = 0;
+    };
+    struct Found;
+    // The stored instance of `cls` with the keys of `path`, read through `c`.
+    static bool locate(Connection& c, KVOString const& nameSpace, IKivoClass const& cls,
+                       IKivoInstanceName const& path, Found& found);
+    // The complete instance a row's values make for `cls`.
+    static KVOSmrPtr<IKivoObject> build(KVOString const& nameSpace, IKivoClass const& cls, std::string_view data);
+    // Inside a write: checks the quota for a change of `bucket` by
+    // `countDelta` instances and from `oldBytes` to `newBytes`, and counts it
+    // (undone if the write rolls back). Raises CIM_ERR_SERVER_LIMITS_EXCEEDED.
+    void charge(std::string const& bucket, IKivoClass const& cls, int countDelta, std::uint64_t oldBytes,
+                std::uint64_t newBytes);
+
     std::shared_ptr<RepositoryFile> const _file;
     om::StoreLimits const _limits;
+    mutable std::mutex _mutex;
+    std::unordered_map<std::string, Usage> _usage;  // guarded by _mutex; "namespace:class" lower-cased
+    std::uint64_t _bytes = 0;                       // guarded by _mutex
 };
 
 }  // namespace kivo::repo

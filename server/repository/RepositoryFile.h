@@ -45,6 +45,9 @@ struct RepositorySettings {
     // Run PRAGMA quick_check when opening (off only for benchmarks and tools
     // that just created the file).
     bool checkOnOpen = true;
+    // How long a write waits for another process holding the file (a tool
+    // writing it) before it fails with CIM_ERR_FAILED.
+    unsigned busyTimeoutMs = 5000;
 };
 
 // The file cannot be opened, is damaged, or is not a repository. what()

@@ -831,16 +831,17 @@ TEST_F(SharedInstanceTest, ConcurrentWritersOfOnePropertyLeaveOneOfTheirValues) 
 // The quota at its boundaries: instances per class, then bytes in the store,
 // both by CreateInstance and by a change that grows an instance.
 TEST(InstanceStoreQuota, CreatesAndGrowingChangesPastTheQuotaAreRefused) {
-    ObjectManager probe;
+    auto probeStore = std::make_shared<InstanceStore>();
+    ObjectManager probe(probeStore);
     loadDefaultModel(probe, ModelSettings{1});
     auto disk = [](char const* id, std::string const& media) {
         return newInstance("KIVO_DiskDrive", {{"SystemName", str("host1")}, {"DeviceID", str(id)},
                                               {"MediaType", str(media.c_str())}});
     };
     std::string const media(1000, 'm');
-    std::uint64_t const seeded = probe.store().bytes();
+    std::uint64_t const seeded = probeStore->bytes();
     probe.createInstance(kCimv2, disk("q1", media));
-    std::uint64_t const one = probe.store().bytes() - seeded;
+    std::uint64_t const one = probeStore->bytes() - seeded;
 
     int const seededDisks = [&] {
         int n = 0;
@@ -850,7 +851,8 @@ TEST(InstanceStoreQuota, CreatesAndGrowingChangesPastTheQuotaAreRefused) {
     StoreLimits limits;
     limits.maxInstancesPerClass = static_cast<std::size_t>(seededDisks) + 2;
     limits.maxBytes = seeded + 2 * one;
-    ObjectManager om(limits);
+    auto store = std::make_shared<InstanceStore>(limits);
+    ObjectManager om(store);
     loadDefaultModel(om, ModelSettings{1});
     auto codeOf = [](auto&& call) {
         try {
@@ -864,7 +866,7 @@ TEST(InstanceStoreQuota, CreatesAndGrowingChangesPastTheQuotaAreRefused) {
     EXPECT_EQ(codeOf([&] { om.createInstance(kCimv2, disk("q2", media + "x")); }), CIM_ERR_SERVER_LIMITS_EXCEEDED)
         << "one byte over";
     EXPECT_EQ(codeOf([&] { om.createInstance(kCimv2, disk("q2", media)); }), 0) << "exactly at the byte quota";
-    EXPECT_EQ(om.store().bytes(), limits.maxBytes);
+    EXPECT_EQ(store->bytes(), limits.maxBytes);
     EXPECT_EQ(codeOf([&] { om.setProperty(kCimv2, path("KIVO_DiskDrive", {{"SystemName", "host1"}, {"DeviceID", "q1"}}),
                                           "MediaType", str("longer than a thousand m's and then some")); }),
               0) << "a change that does not grow more than was freed";

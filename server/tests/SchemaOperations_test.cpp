@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <functional>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -221,6 +222,83 @@ TEST_F(Schema, ReadersEnumerateWhileAWriterCreatesAndDeletesClasses) {
     done = true;
     for (std::thread& t : readers) t.join();
     EXPECT_FALSE(om.repository().getClass(kCimv2, "Test_Churn"));
+}
+
+// A journal that records what it is told, and raises instead while `fail`
+// says so (a CIM status, or -1 for an exception of another kind).
+class FakeJournal : public SchemaJournal {
+public:
+    int fail = 0;
+    std::vector<std::string> calls;
+
+    void namespaceAdded(KVOString const& ns) override { note("namespace " + ns.str()); }
+    void qualifierSet(KVOString const& ns, qora::IQualifierDef const& d) override {
+        note("qualifier " + ns.str() + " " + d.getName().str());
+    }
+    void qualifierDeleted(KVOString const& ns, KVOString const& name) override {
+        note("-qualifier " + ns.str() + " " + name.str());
+    }
+    void classSet(KVOString const& ns, IKivoClass const& c) override {
+        note("class " + ns.str() + " " + c.getName().str() + " " + std::to_string(c.getProperties().size()));
+    }
+    void classDeleted(KVOString const& ns, KVOString const& name) override { note("-class " + ns.str() + " " + name.str()); }
+
+private:
+    void note(std::string call) {
+        if (fail == -1) throw std::runtime_error("disk full");
+        if (fail) raise(static_cast<CimStatus>(fail), "FakeJournal", "cannot write");
+        calls.push_back(std::move(call));
+    }
+};
+
+// Every schema change reaches the journal with the resolved class (or the
+// declaration) as the repository now holds it; a journal that raises leaves
+// the repository as it was, and the operation fails with its error.
+TEST_F(Schema, TheJournalSeesEveryChangeAndItsFailureUndoesIt) {
+    FakeJournal journal;
+    om.setJournal(&journal);
+    std::string const colour = "<QUALIFIER.DECLARATION NAME=\"Colour\" TYPE=\"string\"><SCOPE CLASS=\"true\"/>"
+                               "</QUALIFIER.DECLARATION>";
+    struct Case {
+        char const* what;
+        std::function<void()> change;
+        char const* recorded;
+    };
+    // In order: each case starts from the repository the ones before left.
+    std::vector<Case> const cases = {
+        {"create", [&] { om.createClass(kCimv2, cls(klass("Test_New", "Test_Base", prop("N", "uint8")))); },
+         "class root/cimv2 Test_New 3"},
+        {"modify", [&] { om.modifyClass(kCimv2, cls(klass("Test_New", "Test_Base", prop("N", "uint8") + prop("M", "string")))); },
+         "class root/cimv2 Test_New 4"},
+        {"delete", [&] { om.deleteClass(kCimv2, "test_new"); }, "-class root/cimv2 Test_New"},
+        {"set qualifier", [&] { om.setQualifier(kCimv2, decl(colour)); }, "qualifier root/cimv2 Colour"},
+        {"delete qualifier", [&] { om.deleteQualifier(kCimv2, "colour"); }, "-qualifier root/cimv2 Colour"},
+    };
+    auto snapshot = [&] {
+        std::string s;
+        for (KVOSmrPtr<IKivoClass> const& c : om.repository().classes(kCimv2))
+            s += c->getName().str() + ":" + std::to_string(c->getProperties().size()) + " ";
+        for (auto const* d : om.enumerateQualifiers(kCimv2)) s += d->getName().str() + " ";
+        return s;
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        for (int failure : {int(CIM_ERR_ACCESS_DENIED), -1}) {
+            journal.fail = failure;
+            std::string const before = snapshot();
+            auto const [code, message] = outcome(c.change);
+            EXPECT_EQ(code, failure == -1 ? int(CIM_ERR_FAILED) : failure);
+            EXPECT_NE(message.find(failure == -1 ? "disk full" : "cannot write"), std::string::npos) << message;
+            EXPECT_EQ(snapshot(), before) << "a change the journal refused stayed";
+        }
+        journal.fail = 0;
+        journal.calls.clear();
+        EXPECT_EQ(outcome(c.change).first, 0);
+        EXPECT_EQ(journal.calls, std::vector<std::string>{c.recorded});
+    }
+    // Refusals of the object manager's own never reach the journal.
+    EXPECT_EQ(outcome([&] { om.deleteClass(kCimv2, "Test_Nope"); }).first, CIM_ERR_NOT_FOUND);
+    EXPECT_EQ(journal.calls.size(), 1u);
 }
 
 }  // namespace
