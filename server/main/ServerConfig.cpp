@@ -5,6 +5,7 @@
 #include <ini.h>
 
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <sstream>
@@ -17,6 +18,7 @@ char const* const QORA_SECTION = "QORA";
 char const* const SERVER_SECTION = "Server";
 char const* const USERS_SECTION = "Users";
 char const* const SCHEMA_SECTION = "Schema";
+char const* const REPOSITORY_SECTION = "Repository";
 
 std::string addSchema(std::string const& nameSpace, std::string const& file, ServerSettings& s) {
     if (nameSpace.empty()) return "the namespace is empty";
@@ -179,6 +181,20 @@ std::vector<Setting> const& settingsTable() {
              s.schemaPath.push_back(text);
              return "";
          }},
+        {REPOSITORY_SECTION, "File", "--repository", "FILE",
+         "the repository file, created on first start: namespaces, qualifier declarations, classes and the "
+         "instances clients create survive restarts in it; :memory: keeps everything in memory "
+         "(default ${XDG_DATA_HOME:-$HOME/.local/share}/kivo/repository.db)",
+         fileName(&ServerSettings::repositoryFile)},
+        {REPOSITORY_SECTION, "Sync", "--repository-sync", "full|normal",
+         "full: a change that was answered survives a crash and a power loss; normal: it survives a crash of "
+         "the server, a power loss may take the last changes back (each change stays all or nothing) "
+         "(default full)",
+         [](std::string const& text, ServerSettings& s) -> std::string {
+             if (text != "full" && text != "normal") return "'" + text + "' is not full or normal";
+             s.repositoryFullSync = text == "full";
+             return "";
+         }},
         {SERVER_SECTION, "ScaleInstances", "--scale-instances", "N",
          "instances of the scale class, generated on demand (default 1000)",
          number(0, 100000000, [](ServerSettings& s, long v) { s.scaleInstances = v; })},
@@ -324,6 +340,19 @@ std::string loadIniFile(std::string const& path, ServerSettings& settings) {
     return "";
 }
 
+std::string defaultRepositoryFile() {
+    char const* data = std::getenv("XDG_DATA_HOME");
+    std::string dir;
+    if (data && data[0] == '/') {
+        dir = data;
+    } else if (char const* home = std::getenv("HOME"); home && home[0] != '\0') {
+        dir = std::string(home) + "/.local/share";
+    } else {
+        return "";
+    }
+    return dir + "/kivo/repository.db";
+}
+
 ParsedCommandLine parseCommandLine(int argc, char const* const* argv) {
     ParsedCommandLine result;
     auto fail = [&result](std::string message) {
@@ -350,6 +379,28 @@ ParsedCommandLine parseCommandLine(int argc, char const* const* argv) {
             ++i;
             continue;
         }
+        // The commands: each works on the repository and exits; one at most.
+        auto command = [&](ParsedCommandLine::Action action, bool takesFile) -> std::string {
+            if (result.action != ParsedCommandLine::Run) return "only one of --update-schema, --export, --import";
+            result.action = action;
+            if (!takesFile) return "";
+            if (i + 1 >= argc || argv[i + 1][0] == '\0') return arg + " needs a file name";
+            result.commandFile = argv[++i];
+            return "";
+        };
+        if (arg == "--update-schema" || arg == "--export" || arg == "--import") {
+            std::string const problem =
+                arg == "--update-schema" ? command(ParsedCommandLine::UpdateSchema, false)
+                : arg == "--export"      ? command(ParsedCommandLine::Export, true)
+                                         : command(ParsedCommandLine::Import, true);
+            if (!problem.empty()) return fail(problem);
+            continue;
+        }
+        if (arg == "--export-namespace") {
+            if (i + 1 >= argc || argv[i + 1][0] == '\0') return fail("--export-namespace needs a namespace");
+            result.exportNamespace = argv[++i];
+            continue;
+        }
         std::string value;
         std::size_t eq = arg.find('=');
         if (eq != std::string::npos) {
@@ -368,7 +419,15 @@ ParsedCommandLine parseCommandLine(int argc, char const* const* argv) {
     if (result.settings.authentication == "basic" && result.settings.users.empty()) {
         return fail("basic authentication needs at least one user ([Users] or --user)");
     }
-    ServerSettings const& s = result.settings;
+    ServerSettings& s = result.settings;
+    if (!result.exportNamespace.empty() && result.action != ParsedCommandLine::Export)
+        return fail("--export-namespace goes with --export");
+    if (s.repositoryFile.empty()) s.repositoryFile = defaultRepositoryFile();
+    if (s.repositoryFile.empty())
+        return fail("no data directory for the repository: set HOME or XDG_DATA_HOME, or give --repository FILE "
+                    "(:memory: for none)");
+    if (s.repositoryFile == ":memory:" && result.action != ParsedCommandLine::Run)
+        return fail("the repository commands need a repository file, not :memory:");
     if (!s.http && !s.https) return fail("both HTTP and HTTPS are off");
     if (s.https && (s.tlsCertificate.empty() || s.tlsPrivateKey.empty())) {
         return fail("HTTPS needs a certificate (--tls-certificate) and its key (--tls-key)");
@@ -387,7 +446,17 @@ std::string usage(char const* programName) {
         if (left.size() < 32) left.resize(32, ' ');
         out << left << s.help << "  [" << s.section << "] " << s.key << "\n";
     }
-    out << "  --help                        this text\n\n"
+    out << "  --update-schema               compile the schema's MOF (--schema, or the default model) and bring the\n"
+        << "                                repository to it: new namespaces, declarations and classes are added,\n"
+        << "                                changed ones replaced; a changed class with stored instances or with\n"
+        << "                                subclasses the MOF does not declare is refused and nothing changes;\n"
+        << "                                prints what it did and exits\n"
+        << "  --export FILE                 write the repository as MOF (declarations, classes, stored instances;\n"
+        << "                                not the providers' instances) to FILE (- for standard output) and exit\n"
+        << "  --export-namespace NS         with --export: only the namespace NS\n"
+        << "  --import FILE                 compile the MOF FILE with its instances into an empty repository (a\n"
+        << "                                new --repository file) in one transaction and exit\n"
+        << "  --help                        this text\n\n"
         << "INI example:\n"
         << "  [Server]\n  Address = 127.0.0.1\n  Port = 5988\n  Threads = 0\n  MaxConnections = 1024\n"
         << "  MaxConnectionsPerPeer = 256\n  ReadTimeout = 30\n  IdleTimeout = 60\n  SendTimeout = 30\n"
@@ -395,6 +464,7 @@ std::string usage(char const* programName) {
         << "  LogLevel = warning\n  SchemaPath = /usr/share/kivo/mof\n  HTTPS = on\n  HTTPSPort = 5989\n"
         << "  TLSCertificate = /etc/kivo/server.pem\n  TLSKey = /etc/kivo/server.key\n  [Users]\n  alice = secret\n"
         << "  [Schema]\n  root/interop = interop.mof\n  root/cimv2 = kivo.mof\n"
+        << "  [Repository]\n  File = /var/lib/kivo/repository.db\n  Sync = full\n"
         << "  [CertificateUsers]\n  Alice Example = alice\n"
         << "  [QORA]\n  HTTPTransferEncoding = Chunked\n  CimTransactionTimeout = 600\n\n"
         << "It prints \"listening on ADDRESS:PORT\" once it accepts connections, then, with HTTPS,\n"
@@ -404,7 +474,9 @@ std::string usage(char const* programName) {
         << "it exits with status 0 at the latest a second after that.\n"
         << "Exit status: 0 after a stop, 1 when the listener or the object manager could not start, 2 for a\n"
         << "wrong command line or configuration, 3 when a schema file did not load (its file:line:column:\n"
-        << "message on standard error).\n";
+        << "message on standard error), 4 when the repository file cannot be opened, is damaged or cannot be\n"
+        << "written (the message names the file and how to recover), or a repository command was refused.\n"
+        << "Without HOME and XDG_DATA_HOME there is no default repository file: give --repository.\n";
     return out.str();
 }
 

@@ -11,7 +11,8 @@
 // user that HTTP Basic authentication accepts (values are trimmed; a password
 // may not be empty). "Schema" holds one "NAMESPACE = FILE" line per MOF file
 // the server compiles at start-up, in order (ServerSettings::schema).
-// "CertificateUsers" maps the common name (CN) of a verified client
+// "Repository" holds the repository file ("File") and its durability
+// ("Sync"). "CertificateUsers" maps the common name (CN) of a verified client
 // certificate to the user it stands for ("CN = user"); a CN it does not name
 // is its own user. Flags write to the
 // same places, so a flag and the INI key it overrides always mean the same.
@@ -54,6 +55,10 @@ struct ServerSettings {
     // The compile's include path, where relative files are found too. Empty:
     // the server's MOF directory, then the unpacked DMTF schema.
     std::vector<std::string> schemaPath;
+    // The repository file; empty: defaultRepositoryFile(). ":memory:" keeps
+    // everything in memory, no file.
+    std::string repositoryFile;
+    bool repositoryFullSync = true;    // Sync full (true) or normal
     std::string logLevel = "warning";  // least severity printed: trace, info, warning, error, critical, none
 
     // HTTPS. Either port can be off, not both.
@@ -67,11 +72,18 @@ struct ServerSettings {
     std::map<std::string, std::string> certificateUsers;  // [CertificateUsers]: certificate CN -> user
 };
 
-// What parsing the command line asks for.
+// ${XDG_DATA_HOME:-$HOME/.local/share}/kivo/repository.db (XDG_DATA_HOME
+// only when absolute); "" when neither variable gives a directory.
+std::string defaultRepositoryFile();
+
+// What parsing the command line asks for: serving, or one of the commands
+// that work on the repository file and exit.
 struct ParsedCommandLine {
-    enum Action { Run, Help, Error };
+    enum Action { Run, Help, Error, UpdateSchema, Export, Import };
     Action action = Run;
     std::string error;  // for Error: what was wrong
+    std::string commandFile;      // Export: the MOF file written; Import: the one read
+    std::string exportNamespace;  // Export: only this namespace ("" for all)
     ServerSettings settings;
 };
 

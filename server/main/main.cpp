@@ -1,14 +1,25 @@
-// kivo-cimxml-server: the reference CIM-XML server. The in-memory object
-// manager with its default model, the CIM-XML adapter, and the HTTP listener
-// that hands it every request.
+// kivo-cimxml-server: the reference CIM-XML server. The object manager with
+// its default model over a repository file (or in memory), the CIM-XML
+// adapter, and the HTTP listener that hands it every request.
 //
-// Start-up: settings (INI file and flags; ServerConfig.h), the object manager started
-// (STARTED once the model is loaded: the schema's MOF compiled in order, then
-// the model's code parts, DefaultModel.h), the listener bound; then one line
-// "listening on ADDRESS:PORT" on standard output. A schema file that does not
-// load stops the server before it listens: the compiler's
-// "file:line:column: message" on standard error, exit status 3 (2: a wrong
-// command line or configuration; 1: another start-up failure). SIGTERM or SIGINT stops
+// Start-up: settings (INI file and flags; ServerConfig.h), the repository
+// file opened (repository/RepositoryFile.h), the object manager started
+// (STARTED once the model is loaded: on the first start of a file, or with
+// --repository :memory:, the schema's MOF compiled in order, then the
+// model's code parts, DefaultModel.h; on later starts the stored schema read
+// back, repository/PersistentModel.h), the listener bound; then one line
+// "listening on ADDRESS:PORT" on standard output.
+//
+// Exit status: 0 after a stop (or a command that did its work); 1 another
+// start-up failure (the listener, TLS files); 2 a wrong command line or
+// configuration; 3 a schema file that does not load (the compiler's
+// "file:line:column: message" on standard error); 4 a repository file that
+// cannot be opened, is damaged or cannot be written (RepositoryError's
+// message, naming the file and how to recover), or a repository command
+// (--update-schema, --export, --import) that was refused.
+//
+// The commands open the repository, do their work, print what they did and
+// exit without listening. SIGTERM or SIGINT stops
 // it: the listener stops accepting and closes idle connections, the object
 // manager goes SHUTTING_DOWN, responses under way finish (those still running
 // after ShutdownTimeout have their connections cut, so their writes fail), the
@@ -24,8 +35,10 @@
 #include "ServerConfig.h"
 
 #include "objectmanager/HandlerContext.h"
+#include "repository/PersistentModel.h"
 
 #include "KivoUtilities/KVOLog.h"
+#include "KivoUtilities/KivoBaseException.h"
 
 #include <pthread.h>
 #include <sys/resource.h>
@@ -38,6 +51,8 @@
 #include <cstdlib>
 #include <cstdio>
 #include <exception>
+#include <fstream>
+#include <iostream>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -53,6 +68,47 @@ constexpr rlim_t kSpareDescriptors = 128;
 constexpr std::chrono::milliseconds kProducerGrace{1000};
 // The exit status when a schema file does not load.
 constexpr int kSchemaExitStatus = 3;
+// The exit status when the repository file cannot be used, or a repository
+// command is refused.
+constexpr int kRepositoryExitStatus = 4;
+
+// Runs --update-schema, --export or --import on the repository; the exit
+// status.
+int runCommand(char const* program, refserver::ParsedCommandLine const& cl, kivo::repo::PersistentModel& model,
+               kivo::om::ModelSettings const& settings) {
+    using Action = refserver::ParsedCommandLine::Action;
+    if (cl.action == Action::Import) {
+        std::printf("%s\n", kivo::repo::importRepository(model, cl.commandFile, settings.schemaPath).c_str());
+        return 0;
+    }
+    kivo::om::ObjectManager om(model.store());
+    model.load(om, settings);
+    if (cl.action == Action::Export) {
+        if (cl.commandFile == "-") {
+            kivo::repo::exportRepository(om, *model.store(), std::cout, cl.exportNamespace);
+            std::cout.flush();
+            return std::cout ? 0 : 1;
+        }
+        std::ofstream out(cl.commandFile, std::ios::binary | std::ios::trunc);
+        if (out) kivo::repo::exportRepository(om, *model.store(), out, cl.exportNamespace);
+        out.close();
+        if (!out) {
+            std::fprintf(stderr, "%s: cannot write %s\n", program, cl.commandFile.c_str());
+            return 1;
+        }
+        std::printf("exported %s to %s\n", cl.exportNamespace.empty() ? "the repository" : cl.exportNamespace.c_str(),
+                    cl.commandFile.c_str());
+        return 0;
+    }
+    kivo::repo::SchemaUpdate const update = kivo::repo::updateSchema(om, model, settings);
+    if (!update.refused.empty()) {
+        std::fprintf(stderr, "%s: --update-schema refused: %s\n", program, update.refused.c_str());
+        return kRepositoryExitStatus;
+    }
+    for (std::string const& change : update.changes) std::printf("%s\n", change.c_str());
+    if (update.changes.empty()) std::printf("the repository's schema matches the MOF: nothing to do\n");
+    return 0;
+}
 
 KivoTraceLog::Severity severityNamed(std::string const& level) {
     if (level == "trace") return KivoTraceLog::KIVO_TRACE;
@@ -111,13 +167,44 @@ int main(int argc, char** argv) {
     omOptions.enumerations.maxOpenPerPrincipal = static_cast<std::size_t>(settings.maxEnumerationsPerPrincipal);
     omOptions.enumerations.producerThreads = static_cast<std::size_t>(settings.enumerationThreads);
     omOptions.streamThreads = static_cast<std::size_t>(settings.streamThreads);
-    kivo::om::HandlerContext objectManager(model, omOptions);
-    auto const loadStart = std::chrono::steady_clock::now();
+    // The repository file; none with :memory:, where the in-memory store
+    // and the default model are used as they are.
+    std::unique_ptr<kivo::repo::PersistentModel> persistent;
+    using Action = refserver::ParsedCommandLine::Action;
     try {
-        objectManager.start();
+        if (settings.repositoryFile != ":memory:") {
+            kivo::repo::RepositorySettings repositorySettings;
+            repositorySettings.file = settings.repositoryFile;
+            repositorySettings.fullSync = settings.repositoryFullSync;
+            persistent = std::make_unique<kivo::repo::PersistentModel>(kivo::repo::RepositoryFile::open(repositorySettings),
+                                                                       omOptions.store);
+            omOptions.instanceStore = persistent->store();
+        }
+        if (cl.action != Action::Run) return runCommand(argv[0], cl, *persistent, model);
     } catch (kivo::om::ModelLoadError const& e) {
         std::fprintf(stderr, "%s: the schema did not load: %s\n", argv[0], e.what());
         return kSchemaExitStatus;
+    } catch (kivo::repo::RepositoryError const& e) {
+        std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
+        return kRepositoryExitStatus;
+    } catch (kivo::repo::CommandError const& e) {
+        std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
+        return kRepositoryExitStatus;
+    } catch (KivoBaseException const& e) {
+        std::fprintf(stderr, "%s: %s\n", argv[0], e.getMessage().str().c_str());
+        return kRepositoryExitStatus;
+    }
+    kivo::om::HandlerContext objectManager(model, omOptions);
+    auto const loadStart = std::chrono::steady_clock::now();
+    try {
+        if (persistent) objectManager.start([&](kivo::om::ObjectManager& om) { persistent->load(om, model); });
+        else objectManager.start();
+    } catch (kivo::om::ModelLoadError const& e) {
+        std::fprintf(stderr, "%s: the schema did not load: %s\n", argv[0], e.what());
+        return kSchemaExitStatus;
+    } catch (kivo::repo::RepositoryError const& e) {
+        std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
+        return kRepositoryExitStatus;
     } catch (std::exception const& e) {
         std::fprintf(stderr, "%s: the object manager did not start: %s\n", argv[0], e.what());
         return 1;

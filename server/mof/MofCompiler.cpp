@@ -26,7 +26,7 @@ struct CompileError {
 };
 
 struct ValueAst {
-    enum Kind { Null, Boolean, Integer, Real, String, Char16, Alias, Array } kind = Null;
+    enum Kind { Null, Boolean, Integer, Real, String, Char16, Alias, Array, Instance } kind = Null;
     MofPosition at;
     bool boolean = false;
     bool negative = false;
@@ -34,6 +34,7 @@ struct ValueAst {
     double real = 0;
     std::string text;
     std::vector<ValueAst> elements;
+    KVOSmrPtr<IKivoObject> instance;  // an embedded `instance of`
 };
 
 struct QualifierAst {
@@ -244,6 +245,11 @@ private:
                 v.text = tok().text;
                 break;
             case MofTokenKind::Identifier:
+                if (tok().isWord("instance")) {
+                    v.kind = ValueAst::Instance;
+                    v.instance = instanceOf(true);
+                    return v;
+                }
                 if (tok().isWord("true") || tok().isWord("false")) {
                     v.kind = ValueAst::Boolean;
                     v.boolean = tok().isWord("true");
@@ -308,6 +314,7 @@ private:
                     return CKivoValue::makeReal(type, v.real);
                 case ValueAst::String:
                     if (type == KVOCIMType::String) return CKivoValue::makeString(KVOString(v.text));
+                    if (type == KVOCIMType::Reference) return CKivoValue::makeReference(objectPath(v.text, v.at));
                     if (type == KVOCIMType::DateTime) {
                         if (!KVOCIMText::isDateTime(KVOString(v.text))) fail(v.at, "bad datetime literal \"" + v.text + "\"");
                         return CKivoValue::makeDateTime(KVOString(v.text));
@@ -323,6 +330,10 @@ private:
                     return CKivoValue::makeReference(it->second);
                 }
                 case ValueAst::Array: fail(v.at, "expected a scalar value, not an array");
+                case ValueAst::Instance:
+                    // An embedded instance goes where a string (EmbeddedInstance) is declared.
+                    if (type != KVOCIMType::String && type != KVOCIMType::Instance) typeMismatch(v, type);
+                    return CKivoValue::makeInstance(v.instance);
             }
         } catch (KivoBaseException const& e) {
             fail(v.at, "bad " + KVOCIMTypes::name(type).str() + " value: " + e.getMessage().str());
@@ -333,12 +344,15 @@ private:
     KVOSmrPtr<IKivoValue> typed(ValueAst const& v, KVOCIMType type, bool isArray) {
         if (!isArray || v.kind == ValueAst::Null) return scalar(v, type);
         if (v.kind != ValueAst::Array) fail(v.at, "expected an array value '{...}'");
+        // Embedded instances make an array of instances, whatever the declared type.
+        bool const instances = !v.elements.empty() && v.elements.front().kind == ValueAst::Instance;
         std::vector<KVOSmrPtr<IKivoValue>> elements;
         for (ValueAst const& e : v.elements) {
             if (e.kind == ValueAst::Null) fail(e.at, "an array element cannot be null");
+            if (instances != (e.kind == ValueAst::Instance)) fail(e.at, "an array mixes embedded instances and other values");
             elements.push_back(scalar(e, type));
         }
-        return CKivoValue::makeArray(type, std::move(elements));
+        return CKivoValue::makeArray(instances ? KVOCIMType::Instance : type, std::move(elements));
     }
 
     // --- Qualifiers ----------------------------------------------------------
@@ -710,6 +724,18 @@ private:
     // --- Instances -----------------------------------------------------------
 
     void instanceDecl(std::vector<QualifierAst> const& qualifierAsts) {
+        qualifiers(qualifierAsts, KVOQualifierScope::CLASS | KVOQualifierScope::ASSOCIATION | KVOQualifierScope::INDICATION, {});
+        _result.instances.push_back(MofInstance{_ns, instanceOf(false)});
+    }
+
+    // `instance of Class [as $Alias] { Property = value; ... }`, and the ';'
+    // after it unless it is `embedded` (a property value, which has no path
+    // and need not give the keys).
+    KVOSmrPtr<IKivoObject> instanceOf(bool embedded) {
+        MofPosition const at = tok().at;
+        if (_instanceDepth >= _limits.maxInstanceDepth)
+            fail(at, "embedded instances nest deeper than " + std::to_string(_limits.maxInstanceDepth));
+        ++_instanceDepth;
         advance();
         if (!tok().isWord("of")) fail(tok().at, "expected 'of' after 'instance'");
         advance();
@@ -719,10 +745,9 @@ private:
         if (!cls) fail(classAt, "class " + className + " is not defined");
         if (KVOQualifierFlag(cls->getQualifier("Abstract")))
             fail(classAt, "class " + className + " is abstract and cannot have instances");
-        qualifiers(qualifierAsts, KVOQualifierScope::CLASS | KVOQualifierScope::ASSOCIATION | KVOQualifierScope::INDICATION, {});
         std::string alias;
         MofPosition aliasAt;
-        if (tok().isWord("as")) {
+        if (!embedded && tok().isWord("as")) {
             advance();
             aliasAt = tok().at;
             if (tok().kind != MofTokenKind::Alias) fail(tok().at, "expected an alias '$Name' after 'as'");
@@ -746,24 +771,89 @@ private:
             given[lower(pName)] = CKivoProperty::withValue(*p, std::move(typedValue));
         }
         advance();
-        expect(';', "after instance declaration");
+        if (!embedded) expect(';', "after instance declaration");
+        --_instanceDepth;
 
         KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
         std::vector<KVOKeyBinding> keys;
         for (KVOSmrPtr<IKivoProperty> const& p : cls->getProperties()) {
             auto it = given.find(lower(p->getName().str()));
             KVOSmrPtr<IKivoProperty> const& chosen = it == given.end() ? p : it->second;
-            if (om::ClassRepository::isKey(*p)) {
+            if (om::ClassRepository::isKey(*p) && !embedded) {
                 if (!chosen->getValue())
                     fail(classAt, "instance of " + className + " has no value for key " + p->getName().str());
                 keys.push_back(KVOKeyBinding{p->getName(), chosen->getValue()});
             }
             properties.append(chosen);
         }
-        KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(_ns, cls->getName(), std::move(keys), KVOString()));
+        KVOSmrPtr<IKivoInstanceName> path;
+        if (!embedded) path = KVOSmrPtr<IKivoInstanceName>(new CKivoInstanceName(_ns, cls->getName(), std::move(keys), KVOString()));
         if (!alias.empty()) _aliases.emplace(alias, path);
-        _result.instances.push_back(
-            MofInstance{_ns, KVOSmrPtr<IKivoObject>(new CKivoObject(cls->getName(), std::move(properties), path))});
+        return KVOSmrPtr<IKivoObject>(new CKivoObject(cls->getName(), std::move(properties), path));
+    }
+
+    // A reference written as its path, "[//host/][namespace:]Class.Key=value,...":
+    // string-like values in double quotes (backslash escapes the next
+    // character), others bare. Keys take the types of the class's key
+    // properties when the class is known (a reference key is a path itself),
+    // and stay untyped text otherwise.
+    KVOSmrPtr<IKivoInstanceName> objectPath(std::string const& text, MofPosition at) {
+        auto bad = [&](char const* why) -> void { fail(at, "bad object path \"" + text + "\": " + why); };
+        std::size_t pos = 0;
+        std::string host, nameSpace;
+        if (text.compare(0, 2, "//") == 0) {
+            std::size_t const slash = text.find('/', 2);
+            if (slash == std::string::npos) bad("no namespace after the host");
+            host = text.substr(2, slash - 2);
+            pos = slash + 1;
+        }
+        std::size_t const stop = text.find_first_of(":.=\"", pos);
+        if (stop != std::string::npos && text[stop] == ':') {
+            nameSpace = text.substr(pos, stop - pos);
+            pos = stop + 1;
+        }
+        std::size_t const dot = std::min(text.find('.', pos), text.size());
+        std::string const className = text.substr(pos, dot - pos);
+        if (className.empty()) bad("no class name");
+        pos = dot;
+        KVOSmrPtr<IKivoClass> const cls =
+            _repo.getClass(nameSpace.empty() ? _ns : KVOString(nameSpace), KVOString(className));
+        std::vector<KVOKeyBinding> keys;
+        while (pos < text.size()) {
+            ++pos;  // '.' or ','
+            std::size_t const eq = text.find('=', pos);
+            if (eq == std::string::npos || eq == pos) bad("a key without '='");
+            KVOString const keyName(text.substr(pos, eq - pos));
+            pos = eq + 1;
+            std::string raw;
+            bool const quoted = pos < text.size() && text[pos] == '"';
+            if (quoted) {
+                for (++pos;; ++pos) {
+                    if (pos >= text.size()) bad("an unterminated quoted value");
+                    if (text[pos] == '"') break;
+                    if (text[pos] == '\\' && pos + 1 < text.size()) ++pos;
+                    raw += text[pos];
+                }
+                ++pos;
+                if (pos < text.size() && text[pos] != ',') bad("text after a quoted value");
+            } else {
+                std::size_t const end = std::min(text.find(',', pos), text.size());
+                raw = text.substr(pos, end - pos);
+                pos = end;
+            }
+            KVOSmrPtr<IKivoProperty> const key = cls ? cls->getProperty(keyName) : nullptr;
+            KVOSmrPtr<IKivoValue> value;
+            try {
+                if (!key) value = KVOSmrPtr<IKivoValue>(new CKivoValue(KVOString(raw)));
+                else if (key->getCIMType() == KVOCIMType::Reference) value = CKivoValue::makeReference(objectPath(raw, at));
+                else value = CKivoValue::parse(key->getCIMType(), KVOString(raw));
+            } catch (KivoBaseException const& e) {
+                bad(e.getMessage().str().c_str());
+            }
+            keys.push_back(KVOKeyBinding{keyName, std::move(value)});
+        }
+        return KVOSmrPtr<IKivoInstanceName>(
+            new CKivoInstanceName(KVOString(nameSpace), KVOString(className), std::move(keys), KVOString(host)));
     }
 
     om::ClassRepository& _repo;
@@ -776,6 +866,7 @@ private:
     std::vector<std::string> _stack;  // the files being compiled, outermost first
     std::vector<PendingReference> _references;
     std::map<std::string, KVOSmrPtr<IKivoInstanceName>> _aliases;
+    unsigned _instanceDepth = 0;  // `instance of` being read, the outermost included
 };
 
 }  // namespace

@@ -4,7 +4,8 @@
 // Covered: qualifier declarations (type, array, default, scopes, flavors);
 // classes with superclass, qualifiers, properties (scalar, fixed and variable
 // arrays, defaults), references, methods and parameters; `instance of` with
-// `as $Alias` and alias references; `#pragma include` (relative to the
+// `as $Alias` and alias references, references also as object path strings
+// ("ns:Class.Key=\"v\""), embedded instances as `instance of` in a value; `#pragma include` (relative to the
 // including file, then to the include path), `#pragma namespace`,
 // `#pragma locale` (other pragmas are read and ignored); comments, string concatenation and escapes, binary,
 // octal, decimal, hexadecimal, real, char16, datetime, boolean and null
@@ -50,6 +51,8 @@ struct MofLimits {
     std::size_t maxFileBytes = 64u << 20;
     // Elements of one array literal.
     std::size_t maxArrayElements = 100000;
+    // Nesting of `instance of` (an instance with embedded ones inside).
+    unsigned maxInstanceDepth = 32;
 };
 
 struct MofError {

@@ -55,9 +55,21 @@ void appendQuoted(std::string& out, std::string const& text, char quote) {
     out += quote;
 }
 
-void appendInstance(std::string& out, IKivoObject const& instance, IKivoClass const* cls, unsigned indent);
+// Where the classes of instances are looked up (to write NULL over a class
+// default): a namespace of a repository, or nowhere.
+struct Classes {
+    om::ClassRepository const* repository = nullptr;
+    KVOString nameSpace;
 
-void appendScalar(std::string& out, IKivoValue const& v, unsigned indent) {
+    KVOSmrPtr<IKivoClass> find(KVOString const& name) const {
+        return repository ? repository->getClass(nameSpace, name) : nullptr;
+    }
+};
+
+void appendInstance(std::string& out, IKivoObject const& instance, IKivoClass const* cls, Classes const& classes,
+                    unsigned indent);
+
+void appendScalar(std::string& out, IKivoValue const& v, Classes const& classes, unsigned indent) {
     KVOCIMType const type = v.getCIMType();
     switch (type) {
         case KVOCIMType::String:
@@ -78,7 +90,7 @@ void appendScalar(std::string& out, IKivoValue const& v, unsigned indent) {
         case KVOCIMType::Instance: {
             KVOSmrPtr<IKivoObject> inst = v.getInstance();
             if (!inst) unwritable("an instance value without an instance");
-            appendInstance(out, *inst, nullptr, indent);
+            appendInstance(out, *inst, classes.find(inst->getClassName()).get(), classes, indent);
             return;
         }
         case KVOCIMType::Class: unwritable("a class value");
@@ -87,18 +99,18 @@ void appendScalar(std::string& out, IKivoValue const& v, unsigned indent) {
 }
 
 // A value, or NULL; arrays as {a, b}.
-void appendValue(std::string& out, KVOSmrPtr<IKivoValue> const& v, unsigned indent = 0) {
+void appendValue(std::string& out, KVOSmrPtr<IKivoValue> const& v, Classes const& classes = {}, unsigned indent = 0) {
     if (!v) {
         out += "NULL";
         return;
     }
-    if (!v->isArray()) return appendScalar(out, *v, indent);
+    if (!v->isArray()) return appendScalar(out, *v, classes, indent);
     out += '{';
     bool first = true;
     for (KVOSmrPtr<IKivoValue> const& e : v->getElements()) {
         if (!first) out += ", ";
         first = false;
-        appendScalar(out, *e, indent);
+        appendScalar(out, *e, classes, indent);
     }
     out += '}';
 }
@@ -108,7 +120,8 @@ void appendIndent(std::string& out, unsigned indent) { out.append(indent, ' '); 
 // "instance of Class {\n  P = v;\n}" (without the ';'): the properties that
 // have a value, and, when the class is known, NULL for those whose class
 // default is not NULL (the compiler would give them the default otherwise).
-void appendInstance(std::string& out, IKivoObject const& instance, IKivoClass const* cls, unsigned indent) {
+void appendInstance(std::string& out, IKivoObject const& instance, IKivoClass const* cls, Classes const& classes,
+                    unsigned indent) {
     out += "instance of ";
     out += instance.getClassName().str();
     out += " {\n";
@@ -121,7 +134,7 @@ void appendInstance(std::string& out, IKivoObject const& instance, IKivoClass co
         appendIndent(out, indent + 3);
         out += p->getName().str();
         out += " = ";
-        appendValue(out, v, indent + 3);
+        appendValue(out, v, classes, indent + 3);
         out += ";\n";
     }
     appendIndent(out, indent);
@@ -262,7 +275,7 @@ void writeClass(std::string& out, IKivoClass const& cls, om::ClassRepository con
         appendTyped(out, p->getCIMType(), p->getReferenceClass(), p->getName(), p->isArray(), p->getArraySize());
         if (KVOSmrPtr<IKivoValue> const def = p->getValue()) {
             out += " = ";
-            appendValue(out, def, 3);
+            appendValue(out, def, {}, 3);
         }
         out += ";\n";
     }
@@ -292,12 +305,12 @@ void writeClass(std::string& out, IKivoClass const& cls, om::ClassRepository con
 }
 
 void writeInstance(std::string& out, IKivoObject const& instance) {
-    appendInstance(out, instance, nullptr, 0);
+    appendInstance(out, instance, nullptr, {}, 0);
     out += ";\n";
 }
 
 void writeInstance(std::string& out, IKivoObject const& instance, IKivoClass const& cls) {
-    appendInstance(out, instance, &cls, 0);
+    appendInstance(out, instance, &cls, {}, 0);
     out += ";\n";
 }
 
@@ -338,10 +351,11 @@ void writeNamespace(std::ostream& out, om::ClassRepository const& repository, KV
         out << text;
     }
     if (!instances) return;
+    Classes const classes{&repository, nameSpace};
     instances([&](KVOSmrPtr<IKivoObject> const& instance) {
         text.assign("\n");
         KVOSmrPtr<IKivoClass> const cls = repository.getClass(nameSpace, instance->getClassName());
-        appendInstance(text, *instance, cls.get(), 0);
+        appendInstance(text, *instance, cls.get(), classes, 0);
         text += ";\n";
         out << text;
         return static_cast<bool>(out);

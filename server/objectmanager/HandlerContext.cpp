@@ -3,7 +3,7 @@
 namespace kivo::om {
 
 HandlerContext::HandlerContext(ModelSettings settings, Options options)
-    : _settings(settings), _om(options.store), _handler(_om, options.enumerations, options.streamThreads) {}
+    : _settings(settings), _om(options.instanceStore ? ObjectManager(options.instanceStore) : ObjectManager(options.store)), _handler(_om, options.enumerations, options.streamThreads) {}
 
 HandlerContext::~HandlerContext() = default;
 

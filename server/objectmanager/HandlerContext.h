@@ -1,6 +1,6 @@
 // The object manager as the library and the server see it: lifecycle state,
-// request counting, and the operation handler over the in-memory object
-// manager.
+// request counting, and the operation handler over the object manager (its
+// instance store in memory, or the one Options gives).
 //
 // Lifecycle: INITIALIZING after construction; start() moves to STARTING,
 // loads the model into the object manager and moves to STARTED; shutdown()
@@ -23,6 +23,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 
 namespace kivo::om {
@@ -33,6 +34,9 @@ struct Options {
     // --max-instances-per-class (100000) and --max-instance-bytes (1 GiB):
     // the instance store's quota, InstanceStore.h.
     StoreLimits store;
+    // The instance store; null: the in-memory InstanceStore with `store` as
+    // its quota (a store given here keeps its own quota).
+    std::shared_ptr<InstanceProvider> instanceStore;
     // --max-enumerations-per-principal (64 of the 256 open enumerations) and
     // --enumeration-threads (16 producer threads): EnumerationContexts.h.
     EnumerationLimits enumerations;

@@ -1,4 +1,4 @@
-// The in-memory object manager: CIM operations over a class repository and
+// The object manager: CIM operations over a class repository and
 // the instance providers, independent of how requests arrive.
 //
 // Every operation names its namespace and raises its failures as

@@ -1,5 +1,7 @@
 #include "E2EHarness.h"
 
+#include <algorithm>
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -68,6 +70,12 @@ bool ServerProcess::start(std::vector<std::string> const& args, std::string& err
         return false;
     }
     std::vector<std::string> argv = {serverBinary(), "--port", "0"};
+    // Tests never share the user's default repository: in memory unless the
+    // test names a file.
+    bool const ownRepository = std::any_of(args.begin(), args.end(), [](std::string const& a) {
+        return a.rfind("--repository", 0) == 0 && a.rfind("--repository-sync", 0) != 0;
+    });
+    if (!ownRepository) argv.insert(argv.end(), {"--repository", ":memory:"});
     argv.insert(argv.end(), args.begin(), args.end());
     std::vector<char*> cargv;
     for (std::string& a : argv) cargv.push_back(a.data());

@@ -34,7 +34,8 @@ public:
     ServerProcess(ServerProcess const&) = delete;
     ServerProcess& operator=(ServerProcess const&) = delete;
 
-    // Starts the server with `--port 0` and `args`; false (with `error` set)
+    // Starts the server with `--port 0` and `args` (and `--repository
+    // :memory:` unless `args` name a repository); false (with `error` set)
     // when it does not report its port in time.
     bool start(std::vector<std::string> const& args, std::string& error);
     int port() const { return _port; }

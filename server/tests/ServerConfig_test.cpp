@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <unistd.h>
@@ -194,6 +195,68 @@ TEST_F(ServerConfigTest, HTTPSSettingsAndCertificateUsers) {
     EXPECT_EQ(defaults.settings.tlsHandshakeTimeoutSeconds, 10);
 }
 
+// The repository: its file under the user's data directory unless given
+// (and none at all without one), its sync mode, and the commands that work
+// on it, one at a time and never on :memory:.
+TEST_F(ServerConfigTest, RepositoryFileSyncAndCommands) {
+    struct Env {
+        char const* name;
+        std::string saved;
+        bool had;
+    };
+    std::vector<Env> env;
+    for (char const* name : {"HOME", "XDG_DATA_HOME"}) {
+        char const* v = std::getenv(name);
+        env.push_back({name, v ? v : "", v != nullptr});
+    }
+    struct Case {
+        char const* what;
+        char const* home;  // null: unset
+        char const* xdg;
+        std::vector<std::string> args;
+        ParsedCommandLine::Action action;
+        std::string file;  // Run/commands: the file; Error: a word of the error
+    } const cases[] = {
+        {"default under HOME", "/h", nullptr, {}, ParsedCommandLine::Run, "/h/.local/share/kivo/repository.db"},
+        {"XDG_DATA_HOME first", "/h", "/x", {}, ParsedCommandLine::Run, "/x/kivo/repository.db"},
+        {"a relative XDG_DATA_HOME is ignored", "/h", "x", {}, ParsedCommandLine::Run, "/h/.local/share/kivo/repository.db"},
+        {"no data directory", nullptr, nullptr, {}, ParsedCommandLine::Error, "set HOME or XDG_DATA_HOME"},
+        {"no data directory, a file given", nullptr, nullptr, {"--repository", "/r.db"}, ParsedCommandLine::Run, "/r.db"},
+        {"from the file, the flag wins", "/h", nullptr,
+         {"--config", iniFile("[Repository]\nFile = /ini.db\nSync = normal\n"), "--repository=/flag.db"},
+         ParsedCommandLine::Run, "/flag.db"},
+        {"bad sync", "/h", nullptr, {"--repository-sync", "fast"}, ParsedCommandLine::Error, "not full or normal"},
+        {"update", "/h", nullptr, {"--update-schema", "--repository", "u.db"}, ParsedCommandLine::UpdateSchema, "u.db"},
+        {"export", "/h", nullptr, {"--export", "-", "--export-namespace", "root/x"}, ParsedCommandLine::Export,
+         "/h/.local/share/kivo/repository.db"},
+        {"import", "/h", nullptr, {"--import", "in.mof", "--repository", "n.db"}, ParsedCommandLine::Import, "n.db"},
+        {"two commands", "/h", nullptr, {"--export", "a", "--import", "b"}, ParsedCommandLine::Error, "only one of"},
+        {"export without a file", "/h", nullptr, {"--export"}, ParsedCommandLine::Error, "needs a file name"},
+        {"namespace without export", "/h", nullptr, {"--export-namespace", "root/x"}, ParsedCommandLine::Error,
+         "goes with --export"},
+        {"command in memory", "/h", nullptr, {"--repository", ":memory:", "--update-schema"}, ParsedCommandLine::Error,
+         "not :memory:"},
+        {"memory serves", nullptr, nullptr, {"--repository", ":memory:"}, ParsedCommandLine::Run, ":memory:"},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        for (auto [name, value] : {std::pair{"HOME", c.home}, std::pair{"XDG_DATA_HOME", c.xdg}}) {
+            if (value) ::setenv(name, value, 1);
+            else ::unsetenv(name);
+        }
+        ParsedCommandLine const p = parse(c.args);
+        EXPECT_EQ(p.action, c.action) << p.error;
+        if (p.action == ParsedCommandLine::Error) EXPECT_NE(p.error.find(c.file), std::string::npos) << p.error;
+        else EXPECT_EQ(p.settings.repositoryFile, c.file);
+    }
+    for (Env const& e : env) {
+        if (e.had) ::setenv(e.name, e.saved.c_str(), 1);
+        else ::unsetenv(e.name);
+    }
+    EXPECT_FALSE(parse({"--repository-sync", "normal"}).settings.repositoryFullSync);
+    EXPECT_TRUE(parse({}).settings.repositoryFullSync);
+}
+
 TEST_F(ServerConfigTest, HelpListsEveryFlagWithItsKey) {
     EXPECT_EQ(parse({"--port", "1", "--help"}).action, ParsedCommandLine::Help);
     std::string text = refserver::usage("server");
@@ -205,7 +268,9 @@ TEST_F(ServerConfigTest, HelpListsEveryFlagWithItsKey) {
                           "[Server] Authentication", "--user NAME:PASSWORD", "[Users] NAME", "--help",
                           "[Server] MaxConnectionsPerPeer", "[Server] IdleTimeout", "[Server] SendTimeout",
                           "[Server] ShutdownTimeout", "[Server] BodyBudget", "--schema NAMESPACE=FILE",
-                          "[Schema] NAMESPACE", "--schema-path DIR", "[Server] SchemaPath"}) {
+                          "[Schema] NAMESPACE", "--schema-path DIR", "[Server] SchemaPath", "--repository FILE",
+                          "[Repository] File", "[Repository] Sync", "--update-schema", "--export FILE",
+                          "--export-namespace NS", "--import FILE", "4 when the repository file"}) {
         EXPECT_NE(text.find(s), std::string::npos) << s;
     }
 }

@@ -362,7 +362,7 @@ TEST(SchemaStartUp, AFileThatDoesNotCompileStopsTheServer) {
         {{"--schema", "root/x"}, 2, "NAMESPACE=FILE"},
     };
     for (Case const& c : cases) {
-        std::vector<std::string> args = {"--port", "0"};
+        std::vector<std::string> args = {"--port", "0", "--repository", ":memory:"};
         args.insert(args.end(), c.args.begin(), c.args.end());
         std::string output;
         EXPECT_EQ(e2e::run(e2e::serverBinary(), args, output), c.status) << output;

@@ -22,8 +22,11 @@ for f in "$server" "$prefix/bin/kivo-mof" "$example" "$unit"; do [ -e "$f" ] || 
 grep -q "^ExecStart=$prefix/bin/kivo-cimxml-server --config $prefix/etc/kivo/kivo-cimxml-server.conf\$" "$unit" ||
   fail "the unit's ExecStart does not name the installed server and configuration"
 grep -q '^DynamicUser=yes$' "$unit" || fail "the unit does not run as an unprivileged user"
+grep -q '^StateDirectory=kivo$' "$unit" || fail "the unit gives the repository no directory"
+grep -q '^File = /var/lib/kivo/repository.db$' "$example" || fail "the example does not name the unit's repository file"
 
-sed 's/^Port = .*/Port = 0/' "$example" >"$prefix/test.conf"
+# The example's settings, on a free port and a repository file of the test's own.
+sed -e 's/^Port = .*/Port = 0/' -e "s|^File = .*|File = $prefix/state/repository.db|" "$example" >"$prefix/test.conf"
 "$server" --config "$prefix/test.conf" >"$prefix/out" 2>"$prefix/err" &
 pid=$!
 port=""
@@ -45,4 +48,5 @@ kill -TERM "$pid"
 for _ in $(seq 300); do kill -0 "$pid" 2>/dev/null || break; sleep 0.1; done
 wait "$pid" || fail "the installed server did not exit cleanly"
 pid=""
+[ -s "$prefix/state/repository.db" ] || fail "the installed server made no repository file"
 echo "install test: installed, started and answered on port $port"
