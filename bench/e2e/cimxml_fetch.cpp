@@ -19,6 +19,22 @@
 // before (--save), so both sides are fetched and counted the same way.
 //
 // Prints one line per run: "instances=N responses=M bytes=B seconds=S".
+//
+// The write modes (scripts/bench repository) keep --clients connections
+// busy, one thread each, every request waiting for its answer:
+//
+//   kivo-cimxml-fetch --port P --mode setup --class C
+//   kivo-cimxml-fetch --port P --mode create --class C --clients N --prefix X [--count K] [--seconds S]
+//   kivo-cimxml-fetch --port P --mode modify --class C --clients N --prefix X --instances M [--seconds S]
+//
+// "setup" creates class C (a string key Id and four properties) with one
+// CreateClass. "create" makes instances X-<client>-<i>, i = 0, 1, ...;
+// "modify" rewrites every property but the key of X-<client>-<i % M>, the
+// instances a create run with the same prefix and clients made. Each client
+// stops after K requests (create only) or S seconds, whichever comes first.
+// Prints "requests=N seconds=S min_per_client=K" (the fewest requests one
+// client made: what a later modify run may take as M).
+//
 // Exits 1 on an HTTP status other than 200, an ERROR element, a non-zero
 // CIMStatusCode trailer, a broken response or a read that waits longer than
 // 120 seconds.
@@ -29,6 +45,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <chrono>
@@ -39,6 +56,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -203,6 +221,12 @@ struct Options {
     int repeat = 1;
     std::string save;
     std::string staticPrefix;
+    // The write modes.
+    int clients = 1;
+    std::string prefix = "bench";
+    unsigned long count = 0;  // requests per client; 0: no limit
+    double seconds = 0;       // 0: no limit
+    unsigned long instances = 0;
 };
 
 std::string request(Options const& o, std::size_t step, std::string const& method, std::string const& params) {
@@ -301,6 +325,86 @@ Totals run(Options const& o) {
     return totals;
 }
 
+// ---- The write modes ----
+
+std::string property(char const* name, char const* type, std::string const& value) {
+    return std::string("<PROPERTY NAME=\"") + name + "\" TYPE=\"" + type + "\"><VALUE>" + value + "</VALUE></PROPERTY>";
+}
+
+// Instance `id` as change `n` writes it: about 300 bytes of values.
+std::string instance(Options const& o, std::string const& id, unsigned long n) {
+    std::string const v = std::to_string(n);
+    return "<INSTANCE CLASSNAME=\"" + o.className + "\">" + property("Id", "string", id) +
+           property("Counter", "uint32", std::to_string(n % 4000000000UL)) + property("Size", "uint64", v + "000") +
+           property("Name", "string", "item " + id + " change " + v) +
+           property("Description", "string", std::string(200, 'd') + " " + v) + "</INSTANCE>";
+}
+
+std::string classRequest(Options const& o) {
+    auto plain = [](char const* name, char const* type) {
+        return std::string("<PROPERTY NAME=\"") + name + "\" TYPE=\"" + type + "\"/>";
+    };
+    return request(o, 0, "CreateClass",
+                   param("NewClass", "<CLASS NAME=\"" + o.className +
+                                         "\"><PROPERTY NAME=\"Id\" TYPE=\"string\"><QUALIFIER NAME=\"Key\" "
+                                         "TYPE=\"boolean\"><VALUE>TRUE</VALUE></QUALIFIER></PROPERTY>" +
+                                         plain("Counter", "uint32") + plain("Size", "uint64") +
+                                         plain("Name", "string") + plain("Description", "string") + "</CLASS>"));
+}
+
+std::string writeRequest(Options const& o, int client, unsigned long i) {
+    std::string const base = o.prefix + "-" + std::to_string(client) + "-";
+    if (o.mode == "create") return request(o, 0, "CreateInstance", param("NewInstance", instance(o, base + std::to_string(i), i)));
+    std::string const id = base + std::to_string(i % o.instances);
+    std::string const name = "<INSTANCENAME CLASSNAME=\"" + o.className +
+                             "\"><KEYBINDING NAME=\"Id\"><KEYVALUE VALUETYPE=\"string\">" + id +
+                             "</KEYVALUE></KEYBINDING></INSTANCENAME>";
+    return request(o, 0, "ModifyInstance",
+                   param("ModifiedInstance", "<VALUE.NAMEDINSTANCE>" + name + instance(o, id, i + 1) +
+                                                 "</VALUE.NAMEDINSTANCE>"));
+}
+
+int writeRun(Options const& o) {
+    if (o.mode == "setup") {
+        Connection c(o.port);
+        Totals totals;
+        exchange(c, o, 0, classRequest(o), "IMETHODRESPONSE", totals);
+        return 0;
+    }
+    std::vector<unsigned long> done(static_cast<std::size_t>(o.clients), 0);
+    std::vector<std::string> errors(static_cast<std::size_t>(o.clients));
+    std::atomic<bool> failed{false};
+    auto const start = std::chrono::steady_clock::now();
+    auto const limit = std::chrono::duration<double>(o.seconds);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < o.clients; ++t) {
+        threads.emplace_back([&, t] {
+            try {
+                Connection c(o.port);
+                Totals totals;
+                for (unsigned long i = 0; !failed.load(); ++i) {
+                    if (o.count != 0 && i >= o.count) break;
+                    if (o.seconds > 0 && std::chrono::steady_clock::now() - start >= limit) break;
+                    exchange(c, o, 0, writeRequest(o, t, i), "IMETHODRESPONSE", totals);
+                    ++done[static_cast<std::size_t>(t)];
+                }
+            } catch (std::exception const& e) {
+                errors[static_cast<std::size_t>(t)] = e.what();
+                failed = true;
+            }
+        });
+    }
+    for (std::thread& t : threads) t.join();
+    std::chrono::duration<double> const took = std::chrono::steady_clock::now() - start;
+    for (std::string const& e : errors)
+        if (!e.empty()) throw Failure(e);
+    unsigned long total = 0;
+    for (unsigned long d : done) total += d;
+    std::printf("requests=%lu seconds=%.6f min_per_client=%lu\n", total, took.count(),
+                *std::min_element(done.begin(), done.end()));
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -321,9 +425,28 @@ int main(int argc, char** argv) {
         else if (a == "--repeat") o.repeat = std::atoi(next().c_str());
         else if (a == "--save") o.save = next();
         else if (a == "--static") o.staticPrefix = next();
+        else if (a == "--clients") o.clients = std::atoi(next().c_str());
+        else if (a == "--prefix") o.prefix = next();
+        else if (a == "--count") o.count = std::strtoul(next().c_str(), nullptr, 10);
+        else if (a == "--seconds") o.seconds = std::atof(next().c_str());
+        else if (a == "--instances") o.instances = std::strtoul(next().c_str(), nullptr, 10);
         else {
             std::fprintf(stderr, "unknown argument %s\n", argv[i]);
             return 2;
+        }
+    }
+    if (o.mode == "setup" || o.mode == "create" || o.mode == "modify") {
+        if (o.port <= 0 || o.clients < 1 || (o.mode == "modify" && o.instances == 0) ||
+            (o.mode != "setup" && o.count == 0 && o.seconds <= 0)) {
+            std::fprintf(stderr, "usage: %s --port P --mode setup|create|modify --class C --clients N --prefix X "
+                                 "[--count K] [--seconds S] [--instances M]\n", argv[0]);
+            return 2;
+        }
+        try {
+            return writeRun(o);
+        } catch (std::exception const& e) {
+            std::fprintf(stderr, "kivo-cimxml-fetch: %s\n", e.what());
+            return 1;
         }
     }
     if (o.port <= 0 || (o.mode != "enum" && o.mode != "walk") || o.max == 0 || o.repeat < 1) {
