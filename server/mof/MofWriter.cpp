@@ -346,14 +346,16 @@ void writeNamespace(std::ostream& out, om::ClassRepository const& repository, KV
     for (qora::IQualifierDef const* decl : repository.qualifierDecls(nameSpace)) writeQualifierDecl(text, *decl);
     out << text;
     for (KVOSmrPtr<IKivoClass> const& c : compileOrder(repository, nameSpace)) {
-        text.assign("\n");
+        text.clear();
+        text += '\n';
         writeClass(text, *c, repository, nameSpace);
         out << text;
     }
     if (!instances) return;
     Classes const classes{&repository, nameSpace};
     instances([&](KVOSmrPtr<IKivoObject> const& instance) {
-        text.assign("\n");
+        text.clear();
+        text += '\n';
         KVOSmrPtr<IKivoClass> const cls = repository.getClass(nameSpace, instance->getClassName());
         appendInstance(text, *instance, cls.get(), classes, 0);
         text += ";\n";

@@ -68,6 +68,20 @@ KVOSmrPtr<IKivoValue> MethodCall::arg(KVOString const& name) const {
 
 ObjectManager::ObjectManager(StoreLimits limits) : _store(std::make_shared<InstanceStore>(limits)) {}
 
+namespace {
+// The object manager whose schema lock this thread holds in withSchemaHeld.
+thread_local ObjectManager const* t_schemaHolder = nullptr;
+}  // namespace
+
+void ObjectManager::withSchemaHeld(std::function<void()> const& body) {
+    std::unique_lock lock(_schemaLock);
+    struct Holder {
+        explicit Holder(ObjectManager const* om) { t_schemaHolder = om; }
+        ~Holder() { t_schemaHolder = nullptr; }
+    } holder(this);
+    body();
+}
+
 ObjectManager::ObjectManager(std::shared_ptr<InstanceProvider> store) : _store(std::move(store)) {}
 
 void ObjectManager::registerProvider(KVOString const& nameSpace, KVOString const& className,
@@ -432,7 +446,8 @@ void ObjectManager::setProperty(KVOString const& nameSpace, KVOSmrPtr<IKivoInsta
 
 KVOSmrPtr<IKivoInstanceName> ObjectManager::createInstance(KVOString const& nameSpace,
                                                            KVOSmrPtr<IKivoObject> const& instance) {
-    std::shared_lock schema(_schemaLock);
+    std::shared_lock schema(_schemaLock, std::defer_lock);
+    if (t_schemaHolder != this) schema.lock();
     requireNamespace(nameSpace);
     if (!instance) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "no instance given");
     KVOSmrPtr<IKivoClass> cls = requireClass(nameSpace, instance->getClassName());

@@ -157,6 +157,11 @@ public:
     // Where schema changes are recorded (null: nowhere). The journal must
     // outlive the object manager's use.
     void setJournal(SchemaJournal* journal) { _journal = journal; }
+    // Runs `body` with the schema lock held exclusively, so that it can take
+    // locks that schema changes take after it (a repository file's write
+    // transaction) in the same order. createInstance called from `body`, on
+    // this thread, runs under that hold; other operations must not be.
+    void withSchemaHeld(std::function<void()> const& body);
     // The implementation of `methodName` for `className` and its subclasses.
     void registerMethod(KVOString const& nameSpace, KVOString const& className, KVOString const& methodName,
                         MethodImpl impl);

@@ -78,12 +78,15 @@ void PersistentModel::load(om::ObjectManager& om, om::ModelSettings const& setti
         om::registerModel(om, settings);
     } else {
         try {
-            _file->transaction([&] {
-                std::vector<om::ModelInstance> const declared = om::compileModel(om, settings);
-                om::registerModel(om, settings);
-                writeSchema(*_file, om.repository());
-                om::createModelInstances(om, declared);
-                _file->setInitialised();
+            // Schema changes take the schema lock, then the file's; so does this.
+            om.withSchemaHeld([&] {
+                _file->transaction([&] {
+                    std::vector<om::ModelInstance> const declared = om::compileModel(om, settings);
+                    om::registerModel(om, settings);
+                    writeSchema(*_file, om.repository());
+                    om::createModelInstances(om, declared);
+                    _file->setInitialised();
+                });
             });
         } catch (KivoBaseException const& e) {
             throw RepositoryError("repository " + _file->file() + ": the first start could not write it: " +
@@ -221,18 +224,20 @@ std::string importRepository(PersistentModel& model, std::string const& mofFile,
     mof::MofResult const r = compiler.compileFile(mofFile);
     if (!r.ok()) throw om::ModelLoadError(r.error->text());
     std::size_t classes = 0;
-    file.transaction([&] {
-        writeSchema(file, om.repository());
-        for (KVOString const& ns : om.repository().namespaces()) classes += om.repository().classes(ns).size();
-        for (mof::MofInstance const& i : r.instances) {
-            try {
-                om.createInstance(i.nameSpace, i.instance);
-            } catch (KivoBaseException const& e) {
-                throw om::ModelLoadError(mofFile + ": instance of " + i.instance->getClassName().str() + ": " +
-                                         e.getMessage().str());
+    om.withSchemaHeld([&] {
+        file.transaction([&] {
+            writeSchema(file, om.repository());
+            for (KVOString const& ns : om.repository().namespaces()) classes += om.repository().classes(ns).size();
+            for (mof::MofInstance const& i : r.instances) {
+                try {
+                    om.createInstance(i.nameSpace, i.instance);
+                } catch (KivoBaseException const& e) {
+                    throw om::ModelLoadError(mofFile + ": instance of " + i.instance->getClassName().str() + ": " +
+                                             e.getMessage().str());
+                }
             }
-        }
-        file.setInitialised();
+            file.setInitialised();
+        });
     });
     return "imported " + std::to_string(om.repository().namespaces().size()) + " namespaces, " +
            std::to_string(classes) + " classes and " + std::to_string(r.instances.size()) + " instances into " +
