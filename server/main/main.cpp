@@ -72,6 +72,20 @@ constexpr int kSchemaExitStatus = 3;
 // command is refused.
 constexpr int kRepositoryExitStatus = 4;
 
+// Says why the start failed and answers its exit status, for the failures
+// of the schema and of the repository; 0 for any other failure.
+int startFailure(char const* program, std::exception const& e) {
+    if (dynamic_cast<kivo::om::ModelLoadError const*>(&e)) {
+        std::fprintf(stderr, "%s: the schema did not load: %s\n", program, e.what());
+        return kSchemaExitStatus;
+    }
+    if (dynamic_cast<kivo::repo::RepositoryError const*>(&e) || dynamic_cast<kivo::repo::CommandError const*>(&e)) {
+        std::fprintf(stderr, "%s: %s\n", program, e.what());
+        return kRepositoryExitStatus;
+    }
+    return 0;
+}
+
 // Runs --update-schema, --export or --import on the repository; the exit
 // status.
 int runCommand(char const* program, refserver::ParsedCommandLine const& cl, kivo::repo::PersistentModel& model,
@@ -181,31 +195,20 @@ int main(int argc, char** argv) {
             omOptions.instanceStore = persistent->store();
         }
         if (cl.action != Action::Run) return runCommand(argv[0], cl, *persistent, model);
-    } catch (kivo::om::ModelLoadError const& e) {
-        std::fprintf(stderr, "%s: the schema did not load: %s\n", argv[0], e.what());
-        return kSchemaExitStatus;
-    } catch (kivo::repo::RepositoryError const& e) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
-        return kRepositoryExitStatus;
-    } catch (kivo::repo::CommandError const& e) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
-        return kRepositoryExitStatus;
     } catch (KivoBaseException const& e) {
         std::fprintf(stderr, "%s: %s\n", argv[0], e.getMessage().str().c_str());
         return kRepositoryExitStatus;
+    } catch (std::exception const& e) {
+        if (int const status = startFailure(argv[0], e)) return status;
+        throw;
     }
     kivo::om::HandlerContext objectManager(model, omOptions);
     auto const loadStart = std::chrono::steady_clock::now();
     try {
         if (persistent) objectManager.start([&](kivo::om::ObjectManager& om) { persistent->load(om, model); });
         else objectManager.start();
-    } catch (kivo::om::ModelLoadError const& e) {
-        std::fprintf(stderr, "%s: the schema did not load: %s\n", argv[0], e.what());
-        return kSchemaExitStatus;
-    } catch (kivo::repo::RepositoryError const& e) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], e.what());
-        return kRepositoryExitStatus;
     } catch (std::exception const& e) {
+        if (int const status = startFailure(argv[0], e)) return status;
         std::fprintf(stderr, "%s: the object manager did not start: %s\n", argv[0], e.what());
         return 1;
     }
