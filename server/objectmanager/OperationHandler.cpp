@@ -42,7 +42,9 @@
 #include "Cimom/ProtocolAdapter/Common/MultiResponseWriter.h"
 #include "KivoUtilities/CKivoData.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <thread>
 #include <type_traits>
 
@@ -68,7 +70,7 @@ namespace {
 // Tells a producer that its consumer has gone. A collection drops the results
 // added after its consumer is done; whether add() then says so or not, a
 // marker added then is processed at once on the adding thread, which no
-// consumer ever is. The producer adds one every kProbeEvery results.
+// consumer ever is.
 template <class T>
 class DepartureProbe final : public qora::IMarker<T> {
 public:
@@ -84,21 +86,38 @@ private:
     std::shared_ptr<std::atomic<bool>> const _departed;
 };
 
-constexpr unsigned kProbeEvery = 16;
+// Adds one producer's streamed results and probes, now and then, whether the
+// consumer is still there. Each probe that reaches the consumer gives a slot
+// back to a bounded collection, so probes are spaced in proportion to what was
+// added so far: a stream of N results sends about 8 ln N probes, its queue
+// stays within its bound plus those, and a producer whose consumer left goes
+// on for at most an eighth of what it had added before it stops.
+template <class T>
+class ProbingAdder {
+public:
+    explicit ProbingAdder(qora::IMultiResponse<T>& writer)
+        : _writer(writer), _probing(dynamic_cast<qora::MultiResponseWriter<T>*>(&writer)) {}
+
+    // False once the consumer has refused a result or is known to be gone.
+    bool operator()(T const& result) {
+        if (!_writer.add(result, false)) return false;
+        if (++_added < _nextProbe || !_probing) return true;
+        _nextProbe = _added + std::max<std::uint64_t>(kMinSpacing, _added / 8);
+        _probing->add(KVOSmrPtr<qora::IMarker<T>>(new DepartureProbe<T>(std::this_thread::get_id(), _departed)), false);
+        return !_departed->load(std::memory_order_relaxed);
+    }
+
+private:
+    static constexpr std::uint64_t kMinSpacing = 16;
+
+    qora::IMultiResponse<T>& _writer;
+    qora::MultiResponseWriter<T>* const _probing;
+    std::shared_ptr<std::atomic<bool>> const _departed = std::make_shared<std::atomic<bool>>(false);
+    std::uint64_t _added = 0;
+    std::uint64_t _nextProbe = kMinSpacing;
+};
 
 }  // namespace
-
-template <class T>
-bool OperationHandler::addOrStop(qora::IMultiResponse<T>& writer, T const& result, unsigned& sinceProbe,
-                                 std::shared_ptr<std::atomic<bool>> const& departed) {
-    if (!writer.add(result, false)) return false;
-    if (++sinceProbe < kProbeEvery) return true;
-    sinceProbe = 0;
-    if (auto* probing = dynamic_cast<qora::MultiResponseWriter<T>*>(&writer)) {
-        probing->add(KVOSmrPtr<qora::IMarker<T>>(new DepartureProbe<T>(std::this_thread::get_id(), departed)), false);
-    }
-    return !departed->load(std::memory_order_relaxed);
-}
 
 template <class T, class Op>
 void OperationHandler::stream(KVOSmrPtr<Op> const& op, Producer<T> produce) {
@@ -116,10 +135,10 @@ void OperationHandler::stream(KVOSmrPtr<Op> const& op, Producer<T> produce) {
     try {
         _workers.run([writer, produce = std::move(produce), untrack] {
             try {
-                // Stops at the first result the collection refuses or drops.
-                auto departed = std::make_shared<std::atomic<bool>>(false);
-                unsigned sinceProbe = 0;
-                produce([&](T const& result) { return addOrStop(*writer, result, sinceProbe, departed); });
+                // Stops at the first result the collection refuses, or once its
+                // consumer is known to be gone.
+                ProbingAdder<T> add(*writer);
+                produce([&](T const& result) { return add(result); });
             } catch (KivoBaseException const& e) {
                 writer->setErrorCode(e.getCode() != 0 ? e.getCode() : CIM_ERR_FAILED);
             } catch (...) {

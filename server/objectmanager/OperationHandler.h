@@ -130,11 +130,6 @@ private:
     // thread.
     template <class T, class Op>
     void stream(KVOSmrPtr<Op> const& op, Producer<T> produce);
-    // Adds a streamed result; false once the consumer has refused or dropped
-    // one (the producer then stops).
-    template <class T>
-    static bool addOrStop(qora::IMultiResponse<T>& writer, T const& result, unsigned& sinceProbe,
-                          std::shared_ptr<std::atomic<bool>> const& departed);
     // Answers CIM_ERR_NOT_SUPPORTED through the operation.
     template <class Op>
     static void notSupported(KVOSmrPtr<Op> const& op);
