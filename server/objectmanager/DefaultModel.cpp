@@ -27,8 +27,9 @@ public:
     explicit ScaleProvider(unsigned count) : _count(count) {}
 
     void enumerate(KVOString const& nameSpace, IKivoClass const& cls, Sink<KVOSmrPtr<IKivoObject>> const& out) override {
+        Maker const maker(nameSpace, cls);
         for (unsigned i = 0; i < _count; ++i)
-            if (!out(make(nameSpace, cls, i))) return;
+            if (!out(maker.make(i))) return;
     }
 
     KVOSmrPtr<IKivoObject> get(KVOString const& nameSpace, IKivoClass const& cls, IKivoInstanceName const& path) override {
@@ -40,19 +41,33 @@ public:
         } catch (KivoBaseException const&) {
             return nullptr;
         }
-        return i < _count ? make(nameSpace, cls, static_cast<unsigned>(i)) : nullptr;
+        return i < _count ? Maker(nameSpace, cls).make(static_cast<unsigned>(i)) : nullptr;
     }
 
 private:
-    static KVOSmrPtr<IKivoObject> make(KVOString const& nameSpace, IKivoClass const& cls, unsigned i) {
-        std::int64_t const n = i;
-        return buildInstance(nameSpace, cls,
-                             {{"Index", uint(T::UInt32, i)},
-                              {"Caption", text("Scale item " + KVOString::itoa(n))},
-                              {"Value", CKivoValue::makeSigned(T::SInt64, n * n - 500)},
-                              {"Ratio", CKivoValue::makeReal(T::Real64, static_cast<double>(i) / 8.0)},
-                              {"Flag", CKivoValue::makeBoolean(i % 2 == 1)}});
-    }
+    // Fills the class's row by column: the values are made in their declared
+    // types, so nothing is looked up or converted per instance.
+    struct Maker {
+        Maker(KVOString const& nameSpace, IKivoClass const& cls)
+            : maker(nameSpace, cls), defaults(maker.row()), index(maker.column("Index")),
+              caption(maker.column("Caption")), value(maker.column("Value")), ratio(maker.column("Ratio")),
+              flag(maker.column("Flag")) {}
+
+        KVOSmrPtr<IKivoObject> make(unsigned i) const {
+            std::int64_t const n = i;
+            InstanceMaker::Row row = defaults;
+            row[index] = uint(T::UInt32, i);
+            row[caption] = text("Scale item " + KVOString::itoa(n));
+            row[value] = CKivoValue::makeSigned(T::SInt64, n * n - 500);
+            row[ratio] = CKivoValue::makeReal(T::Real64, static_cast<double>(i) / 8.0);
+            row[flag] = CKivoValue::makeBoolean(i % 2 == 1);
+            return maker.make(std::move(row));
+        }
+
+        InstanceMaker const maker;
+        InstanceMaker::Row const defaults;
+        std::size_t const index, caption, value, ratio, flag;
+    };
 
     unsigned const _count;
 };

@@ -28,18 +28,21 @@ KVOSmrPtr<IKivoValue> typed(IKivoProperty const& decl, KVOSmrPtr<IKivoValue> con
     }
 }
 
-// What buildInstance needs of a class, made once per class object: the
-// property table of its instances and which columns are keys. A class object
-// is recognised by its address, its name and the addresses of its property
-// declarations, which the cache keeps alive so that no other class can take
-// them over while the entry exists.
-struct Shape {
+}  // namespace
+
+// What a maker needs of a class, made once per class object: the property
+// table of its instances, the declarations with their defaults and which
+// columns are keys. A class object is recognised by its address, its name and
+// the addresses of its property declarations, which the cache keeps alive so
+// that no other class can take them over while the entry exists.
+struct InstanceMaker::Shape {
     std::vector<KVOSmrPtr<IKivoProperty>> decls;
     std::shared_ptr<CKivoPropertyTable const> table;
     std::vector<bool> isKey;
 };
 
-std::shared_ptr<Shape const> shapeOf(IKivoClass const& cls, std::vector<KVOSmrPtr<IKivoProperty>> const& decls) {
+std::shared_ptr<InstanceMaker::Shape const> InstanceMaker::shapeOf(IKivoClass const& cls) {
+    std::vector<KVOSmrPtr<IKivoProperty>> const decls = cls.getProperties();
     // Never destroyed: producers that outlive main (abandoned at shutdown)
     // may still build instances while static objects go away.
     struct Cache {
@@ -77,34 +80,50 @@ std::shared_ptr<Shape const> shapeOf(IKivoClass const& cls, std::vector<KVOSmrPt
     return shape;
 }
 
-}  // namespace
+InstanceMaker::InstanceMaker(KVOString nameSpace, IKivoClass const& cls)
+    : _nameSpace(std::move(nameSpace)), _shape(shapeOf(cls)) {}
 
-KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass const& cls, PropertyValues const& values) {
-    // Runs once per instance a provider makes: the class's shape serves every
-    // lookup, the values go into one block beside its property table, and the
-    // path is read from them as they are typed.
-    std::shared_ptr<Shape const> const shape = shapeOf(cls, cls.getProperties());
-    std::vector<CKivoPropertyTable::Column> const& columns = shape->table->columns();
-    for (auto const& [name, value] : values)
-        if (std::none_of(columns.begin(), columns.end(), [&](auto const& c) { return c.name.equalsIgnoreCase(name); }))
-            raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, "class " + cls.getName() + " has no property " + name);
-    auto block = std::make_shared<CKivoPackedObject::Values>();
-    block->reserve(columns.size());
+InstanceMaker::~InstanceMaker() = default;
+
+std::size_t InstanceMaker::column(KVOString const& name) const {
+    std::vector<CKivoPropertyTable::Column> const& columns = _shape->table->columns();
+    for (std::size_t i = 0; i < columns.size(); ++i)
+        if (columns[i].name.equalsIgnoreCase(name)) return i;
+    raise(CIM_ERR_NO_SUCH_PROPERTY, kWhere, "class " + _shape->table->className() + " has no property " + name);
+}
+
+InstanceMaker::Row InstanceMaker::row() const {
+    Row row;
+    row.reserve(_shape->decls.size());
+    for (KVOSmrPtr<IKivoProperty> const& d : _shape->decls) row.push_back(d->getValue());
+    return row;
+}
+
+void InstanceMaker::set(Row& row, std::size_t column, KVOSmrPtr<IKivoValue> const& value) const {
+    row[column] = typed(*_shape->decls[column], value);
+}
+
+KVOSmrPtr<IKivoObject> InstanceMaker::make(Row row) const {
+    std::vector<CKivoPropertyTable::Column> const& columns = _shape->table->columns();
     std::vector<KVOKeyBinding> keys;
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        IKivoProperty const& decl = *shape->decls[i];
-        KVOSmrPtr<IKivoValue> value = decl.getValue();
-        for (auto const& [given, v] : values)
-            if (given.equalsIgnoreCase(columns[i].name)) value = typed(decl, v);
-        if (shape->isKey[i]) {
-            if (!value) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + columns[i].name + " has no value");
-            keys.push_back({columns[i].name, value});
-        }
-        block->push_back(std::move(value));
+        if (!_shape->isKey[i]) continue;
+        if (!row[i]) raise(CIM_ERR_INVALID_PARAMETER, kWhere, "key property " + columns[i].name + " has no value");
+        keys.push_back({columns[i].name, row[i]});
     }
-    KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(nameSpace, shape->table->className(), std::move(keys),
+    KVOSmrPtr<IKivoInstanceName> path(new CKivoInstanceName(_nameSpace, _shape->table->className(), std::move(keys),
                                                             KVOString()));
-    return KVOSmrPtr<IKivoObject>(new CKivoPackedObject(shape->table, std::move(block), std::move(path)));
+    return KVOSmrPtr<IKivoObject>(
+        new CKivoPackedObject(_shape->table, std::make_shared<Row const>(std::move(row)), std::move(path)));
+}
+
+KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass const& cls, PropertyValues const& values) {
+    InstanceMaker const maker(nameSpace, cls);
+    std::vector<std::size_t> columns;
+    for (auto const& given : values) columns.push_back(maker.column(given.first));
+    InstanceMaker::Row row = maker.row();
+    for (std::size_t i = 0; i < values.size(); ++i) maker.set(row, columns[i], values[i].second);
+    return maker.make(std::move(row));
 }
 
 PropertyValues valuesOf(IKivoObject const& instance) {

@@ -13,6 +13,7 @@
 #include "KivoUtilities/IKivoClass.h"
 #include "KivoUtilities/IKivoObject.h"
 
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -25,6 +26,38 @@ using PropertyValues = std::vector<std::pair<KVOString, KVOSmrPtr<IKivoValue>>>;
 // CIM_ERR_NO_SUCH_PROPERTY, a value that does not convert or a key without a
 // value CIM_ERR_INVALID_PARAMETER.
 KVOSmrPtr<IKivoObject> buildInstance(KVOString const& nameSpace, IKivoClass const& cls, PropertyValues const& values);
+
+// What buildInstance does, for providers that make many instances of one
+// class: the class is looked at once, and each instance is a row of values in
+// the class's property order, filled by column over the class's defaults.
+// Immutable once made: one maker serves any number of threads.
+class InstanceMaker {
+public:
+    using Row = CKivoPackedObject::Values;
+
+    InstanceMaker(KVOString nameSpace, IKivoClass const& cls);
+    ~InstanceMaker();
+
+    // The column of property `name` (without regard to case); an unknown name
+    // raises CIM_ERR_NO_SUCH_PROPERTY.
+    std::size_t column(KVOString const& name) const;
+    // A row holding the class's defaults.
+    Row row() const;
+    // Puts `value`, converted to the declared type, at `column` of `row`; a
+    // value that does not convert raises CIM_ERR_INVALID_PARAMETER.
+    void set(Row& row, std::size_t column, KVOSmrPtr<IKivoValue> const& value) const;
+    // The complete instance of a row; a key without a value raises
+    // CIM_ERR_INVALID_PARAMETER.
+    KVOSmrPtr<IKivoObject> make(Row row) const;
+
+private:
+    struct Shape;
+    // The class's shape, from a cache shared by every maker.
+    static std::shared_ptr<Shape const> shapeOf(IKivoClass const& cls);
+
+    KVOString const _nameSpace;
+    std::shared_ptr<Shape const> const _shape;
+};
 // The values of an instance's properties, in its order.
 PropertyValues valuesOf(IKivoObject const& instance);
 
