@@ -149,29 +149,40 @@ bool listed(KVOSmrPtr<KVOValSlist<KVOString>> const& list, KVOString const& name
     return std::any_of(list->begin(), list->end(), [&](KVOString const& n) { return n.equalsIgnoreCase(name); });
 }
 
-KVOSmrPtr<IKivoObject> viewOf(IKivoObject const& instance, InstanceView const& view) {
-    std::vector<KVOSmrPtr<IKivoProperty>> const limit =
-        view.limitTo ? view.limitTo->getProperties() : std::vector<KVOSmrPtr<IKivoProperty>>();
-    auto shown = [&](KVOString const& name) {
-        return listed(view.propertyList, name) && (!view.limitTo || KVOFindNamed(limit, name));
-    };
+InstanceViewer::InstanceViewer(InstanceView view)
+    : _view(std::move(view)),
+      _limit(_view.limitTo ? _view.limitTo->getProperties() : std::vector<KVOSmrPtr<IKivoProperty>>()) {}
+
+bool InstanceViewer::shown(KVOString const& name) const {
+    return listed(_view.propertyList, name) && (!_view.limitTo || KVOFindNamed(_limit, name));
+}
+
+KVOSmrPtr<IKivoObject> InstanceViewer::operator()(IKivoObject const& instance) {
     if (auto const* packed = dynamic_cast<CKivoPackedObject const*>(&instance)) {
-        // A view over the same value block: only the table is new (and not
-        // even that when the view shows everything as it is).
+        // A view over the same value block: only the table is new.
+        for (auto const& [from, to] : _tables)
+            if (from == packed->sharedTable()) return packed->withTable(to);
         auto const& columns = packed->table().columns();
         std::vector<bool> keep;  // empty: every column
-        if (view.propertyList || view.limitTo)
+        if (_view.propertyList || _view.limitTo)
             for (CKivoPropertyTable::Column const& c : columns) keep.push_back(shown(c.name));
-        return packed->withTable(packed->table().select(keep, view.includeClassOrigin));
+        auto to = packed->table().select(keep, _view.includeClassOrigin);
+        constexpr std::size_t maxTables = 64;
+        if (_tables.size() < maxTables) _tables.emplace_back(packed->sharedTable(), to);
+        return packed->withTable(std::move(to));
     }
     KVOValSlist<KVOSmrPtr<IKivoProperty>> properties;
     for (KVOSmrPtr<IKivoProperty> const& p : instance.getProperties()) {
         if (!shown(p->getName())) continue;
-        bool const keep = view.includeClassOrigin || p->getClassOrigin().isEmpty();
+        bool const keep = _view.includeClassOrigin || p->getClassOrigin().isEmpty();
         properties.append(keep ? p : CKivoProperty::withOrigin(*p, KVOString(), p->isPropagated()));
     }
     return KVOSmrPtr<IKivoObject>(new CKivoObject(instance.getClassName(), std::move(properties),
                                                   instance.getInstanceName()));
+}
+
+KVOSmrPtr<IKivoObject> viewOf(IKivoObject const& instance, InstanceView const& view) {
+    return InstanceViewer(view)(instance);
 }
 
 }  // namespace kivo::om

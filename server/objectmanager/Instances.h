@@ -80,6 +80,27 @@ struct InstanceView {
 // The instance as the view shows it (same path).
 KVOSmrPtr<IKivoObject> viewOf(IKivoObject const& instance, InstanceView const& view);
 
+// viewOf for a stream of instances: what the view keeps of a property table is
+// worked out once per table met, so instances of one class come out sharing
+// one table (and a writer prepares its XML once). One per producer: not
+// thread-safe.
+class InstanceViewer {
+public:
+    explicit InstanceViewer(InstanceView view);
+    KVOSmrPtr<IKivoObject> operator()(IKivoObject const& instance);
+
+private:
+    // Whether the view shows a property of this name.
+    bool shown(KVOString const& name) const;
+
+    InstanceView const _view;
+    std::vector<KVOSmrPtr<IKivoProperty>> const _limit;  // limitTo's properties
+    // The tables met so far and what the view makes of each (few: one per
+    // class of the stream); the source is held so its address stays its own.
+    std::vector<std::pair<std::shared_ptr<CKivoPropertyTable const>, std::shared_ptr<CKivoPropertyTable const>>>
+        _tables;
+};
+
 // Whether `name` is in the list (without regard to case); a null list holds
 // every name.
 bool listed(KVOSmrPtr<KVOValSlist<KVOString>> const& list, KVOString const& name);

@@ -396,10 +396,11 @@ Producer<KVOSmrPtr<IKivoObject>> ObjectManager::enumerateInstances(KVOString con
     if (!deep) v.limitTo = cls;
     std::vector<KVOSmrPtr<IKivoClass>> classes = family(nameSpace, cls);
     return [this, nameSpace, classes, v](Sink<KVOSmrPtr<IKivoObject>> const& out) {
+        InstanceViewer viewed(v);
         bool more = true;
         for (std::size_t i = 0; more && i < classes.size(); ++i)
             provider(nameSpace, *classes[i]).enumerate(nameSpace, *classes[i], [&](KVOSmrPtr<IKivoObject> const& o) {
-                return more = out(viewOf(*o, v));
+                return more = out(viewed(*o));
             });
     };
 }
@@ -614,6 +615,7 @@ Producer<KVOSmrPtr<IKivoValue>> ObjectManager::associators(KVOString const& name
                                                            InstanceView const& view) {
     auto steps = walk(nameSpace, traversal, true);
     return [this, nameSpace, steps, view](Sink<KVOSmrPtr<IKivoValue>> const& out) {
+        InstanceViewer viewed(view);
         std::vector<KVOSmrPtr<IKivoInstanceName>> seen;
         steps([&](Step const& step) {
             if (!step.association) {
@@ -623,7 +625,7 @@ Producer<KVOSmrPtr<IKivoValue>> ObjectManager::associators(KVOString const& name
             }
             KVOSmrPtr<IKivoObject> target = findInstance(nameSpace, *step.target);
             if (!target || !firstTime(seen, target->getInstanceName())) return true;
-            return out(CKivoValue::makeInstance(viewOf(*target, view)));
+            return out(CKivoValue::makeInstance(viewed(*target)));
         });
     };
 }
@@ -644,12 +646,13 @@ Producer<KVOSmrPtr<IKivoValue>> ObjectManager::references(KVOString const& nameS
                                                           InstanceView const& view) {
     auto steps = walk(nameSpace, traversal, false);
     return [steps, view](Sink<KVOSmrPtr<IKivoValue>> const& out) {
+        InstanceViewer viewed(view);
         steps([&](Step const& step) {
             if (!step.association) {
                 ClassView cv{false, false, view.includeClassOrigin, view.propertyList};
                 return out(CKivoValue::makeClass(viewOf(*step.associationClass, cv)));
             }
-            return out(CKivoValue::makeInstance(viewOf(*step.association, view)));
+            return out(CKivoValue::makeInstance(viewed(*step.association)));
         });
     };
 }

@@ -680,6 +680,27 @@ TEST_F(StreamingTest, ProducersStopSoonAfterTheirConsumersGoAway) {
     EXPECT_LE(million->offered.load(), kClients * (5 + kBound + 2 * 16 + 1)) << "producers ran on after their consumers left";
 }
 
+// A consumer that pauses now and then lets the producer fill the collection to
+// its bound each time; the probes that look for a departed consumer must not
+// widen that bound as the stream goes on.
+TEST_F(StreamingTest, AStreamRunsNoFurtherAheadOfItsConsumerThanTheBoundAllows) {
+    constexpr unsigned kBound = 64, kTaken = 30000;
+    auto op = streaming<KivoEnumerateInstancesOperationBase>(kBound);
+    op->setClassName("Test_Million");
+    auto* raw = op.get();
+    unsigned most = 0;
+    op->onWrite = [&] {
+        for (unsigned i = 0; i < kTaken && raw->hasNext(); ++i) {
+            raw->next();
+            if (i % 1000 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            most = std::max(most, million->offered.load() - (i + 1));
+        }
+    };
+    run(op);
+    ctx.operationHandler().waitIdle();
+    EXPECT_LE(most, kBound + 100) << "results queued beyond the bound";
+}
+
 TEST_F(StreamingTest, ShutdownReleasesAProducerWhoseAdapterFailedWithoutSignalling) {
     ctx.registerRequest();
     auto op = streaming<KivoEnumerateInstancesOperationBase>(1);
