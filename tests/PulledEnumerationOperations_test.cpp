@@ -50,6 +50,10 @@ public:
 
 constexpr KVOuint32 kAbsent = 0xFFFFFFFFu;
 
+// An open enumeration of instances asks what EnumerateInstances asks, so a
+// handler answers both with one piece of code.
+static_assert(std::is_base_of_v<IKivoEnumerateInstancesOperation, IOpenEnumerateInstancesOperation>);
+
 // Everything the handler can read through an operation's own interface; a
 // value stays empty where the interface does not offer it.
 struct HandlerView {
