@@ -1,3 +1,4 @@
+#include "Cimom/ProtocolAdapter/Common/ExecQueryOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorNamesOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoAssociatorsOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoCreateClassOperationBase.h"
@@ -144,6 +145,11 @@ public:
     }
     KIVO_INTRINSIC_OPERATIONS(KIVO_SCRIPTED_ENTRY)
 #undef KIVO_SCRIPTED_ENTRY
+    // ExecQuery streams as the enumerations do, and is tested with them.
+    void handleExecQuery(KVOSmrPtr<IExecQueryOperation> const& op) override {
+        RecordingHandler::handleExecQuery(op);
+        run(op);
+    }
 
     bool keep = false;
     KVOSmrPtr<IKivoOperation> kept;  // the last operation received, when keep is set
@@ -525,7 +531,8 @@ using StreamedOperations = ::testing::Types<
     Streamed<KivoAssociatorsOperationBase, IKivoAssociatorsOperation, KVOSmrPtr<IKivoValue>, true>,
     Streamed<KivoAssociatorNamesOperationBase, IKivoAssociatorNamesOperation, KVOSmrPtr<IKivoInstanceName>, true>,
     Streamed<KivoReferencesOperationBase, IKivoReferencesOperation, KVOSmrPtr<IKivoValue>, true>,
-    Streamed<KivoReferenceNamesOperationBase, IKivoReferenceNamesOperation, KVOSmrPtr<IKivoInstanceName>, true>>;
+    Streamed<KivoReferenceNamesOperationBase, IKivoReferenceNamesOperation, KVOSmrPtr<IKivoInstanceName>, true>,
+    Streamed<ExecQueryOperationBase, IExecQueryOperation, KVOSmrPtr<IKivoObject>, true>>;
 TYPED_TEST_SUITE(MultiResultOperations, StreamedOperations);
 
 TYPED_TEST(MultiResultOperations, ResultsAddedByProviderThreadsAreWhatWriteResponseTakes) {
