@@ -15,6 +15,7 @@
 #include "Cimom/ProtocolAdapter/Common/KivoGetInstanceOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoGetPropertyOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoGetQualifierOperationBase.h"
+#include "Cimom/ProtocolAdapter/Common/KivoInvokeMethodOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoModifyClassOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoModifyInstanceOperationBase.h"
 #include "Cimom/ProtocolAdapter/Common/KivoReferenceNamesOperationBase.h"
@@ -67,7 +68,7 @@ constexpr bool notCopyable =
         KivoEnumerateClassesOperationBase, KivoEnumerateClassNamesOperationBase, KivoAssociatorsOperationBase, \
         KivoAssociatorNamesOperationBase, KivoReferencesOperationBase, KivoReferenceNamesOperationBase,         \
         KivoCreateClassOperationBase, KivoModifyClassOperationBase, KivoDeleteClassOperationBase,              \
-        KivoSetQualifierOperationBase, KivoDeleteQualifierOperationBase
+        KivoSetQualifierOperationBase, KivoDeleteQualifierOperationBase, KivoInvokeMethodOperationBase
 
 static_assert(abstractOnlyInAdapterHooks<KIVO_INTRINSIC_BASES>);
 static_assert(notCopyable<KIVO_INTRINSIC_BASES>);
@@ -119,13 +120,14 @@ std::string seenThrough(I& op) {
 }
 
 // The twenty-two intrinsic operations (the seventeen that read or write
-// instances and read the schema, then the five that change the schema), by
-// the name shared by the interface and the handler entry.
+// instances and read the schema, then the five that change the schema) and
+// InvokeMethod, by the name shared by the interface and the handler entry.
 #define KIVO_INTRINSIC_OPERATIONS(X)                                                                          \
     X(GetClass) X(GetInstance) X(GetProperty) X(SetProperty) X(GetQualifier) X(EnumerateQualifiers)           \
     X(CreateInstance) X(ModifyInstance) X(DeleteInstance) X(EnumerateInstances) X(EnumerateInstanceNames)     \
     X(EnumerateClasses) X(EnumerateClassNames) X(Associators) X(AssociatorNames) X(References)                \
-    X(ReferenceNames) X(CreateClass) X(ModifyClass) X(DeleteClass) X(SetQualifier) X(DeleteQualifier)
+    X(ReferenceNames) X(CreateClass) X(ModifyClass) X(DeleteClass) X(SetQualifier) X(DeleteQualifier)         \
+    X(InvokeMethod)
 
 // The object manager's handler as a test scripts it: each intrinsic entry
 // records the call, notes what it sees through the interface, keeps the
@@ -194,6 +196,17 @@ Maker of(Args... args) {
             [](KivoOperationBase* op) { return seenThrough(*dynamic_cast<Interface*>(op)); }};
 }
 
+// InvokeMethod is named by the method it calls, which the adapter sets.
+Maker invokeMethod() {
+    Maker maker = of<KivoInvokeMethodOperationBase, IKivoInvokeMethodOperation>();
+    maker.make = [make = maker.make](IKivoOperationHandlerContext* ctx) {
+        KVOSmrPtr<KivoOperationBase> op = make(ctx);
+        op->setOperationName("InvokeMethod");
+        return op;
+    };
+    return maker;
+}
+
 struct Row {
     std::string name;
     Maker maker;
@@ -234,6 +247,7 @@ std::vector<Row> const& rows() {
         {"DeleteClass", of<KivoDeleteClassOperationBase, IKivoDeleteClassOperation>(), ""},
         {"SetQualifier", of<KivoSetQualifierOperationBase, IKivoSetQualifierOperation>(), ""},
         {"DeleteQualifier", of<KivoDeleteQualifierOperationBase, IKivoDeleteQualifierOperation>(), ""},
+        {"InvokeMethod", invokeMethod(), ""},
     };
     return table;
 }

@@ -98,21 +98,4 @@ TEST_F(InvokeMethodTest, HandlerReadsTheCallAndItsResultsReachWriteResponse) {
     EXPECT_EQ(op->getReturn(), returned);
 }
 
-TEST_F(InvokeMethodTest, WhatTheHandlerThrowsPassesThroughToProcess) {
-    handler.script = [](auto const&) { throw KivoBaseException("CIMException", "", "", "no such method", 17); };
-    process();
-    EXPECT_EQ(op->getErrorCode(), 17);
-    EXPECT_EQ(op->writeCalls, 1);
-}
-
-TEST_F(InvokeMethodTest, HandlerThatKeepsTheOperationKeepsItAlive) {
-    KVOSmrPtr<IKivoInvokeMethodOperation> kept;
-    handler.script = [&](KVOSmrPtr<IKivoInvokeMethodOperation> const& call) { kept = call; };
-    process();
-    holder = nullptr;
-    ASSERT_FALSE(kept.isNull());
-    EXPECT_EQ(kept->getInstanceName(), target);
-    EXPECT_EQ(kept->getMethodName(), "StartService");
-}
-
 }  // namespace
