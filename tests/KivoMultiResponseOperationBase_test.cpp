@@ -10,7 +10,6 @@
 
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -134,41 +133,6 @@ TEST(KivoMultiResponseOperationBase, AfterProcessCompletionAdditionsAreDropped) 
     f.op->signalProcessCompletion();
     EXPECT_TRUE(w->add(Tracked::make(f.census), true));
     EXPECT_EQ(f.census.alive(), 0);  // not queued
-}
-
-// The whole road of a streamed operation through the processing driver: the
-// handler gets writers, allows completion and leaves producer threads adding;
-// writeResponse takes the results; completion then tells the late producers
-// that nobody listens.
-TEST(KivoMultiResponseOperationBase, ProcessStreamsResultsFromProducerThreads) {
-    for (unsigned bounds : {0u, 2u}) {
-        SCOPED_TRACE(bounds);
-        Fixture f(bounds);
-        constexpr int kProducers = 3;
-        constexpr int kEach = 50;
-        std::vector<std::unique_ptr<Async<int>>> producers;
-        f.op->handler = [&](KVOSmrPtr<Interface> const& op) {
-            ASSERT_EQ(static_cast<void*>(op.get()), static_cast<void*>(static_cast<Interface*>(f.op)));
-            std::vector<KVOSmrPtr<qora::IMultiResponse<Item>>> writers;
-            for (int p = 0; p < kProducers; ++p) writers.push_back(op->getResponse());
-            op->allowComplete();
-            for (int p = 0; p < kProducers; ++p) {
-                producers.push_back(std::make_unique<Async<int>>([w = writers[p], p, &f] {
-                    for (int i = 0; i < kEach; ++i) w->add(Tracked::make(f.census, p, p * kEach + i), true);
-                    w->Close();
-                    return 0;
-                }));
-            }
-        };
-        std::vector<int> delivered;
-        f.op->onWrite = [&] { delivered = f.drain(); };
-        f.holder->process(kivo_test::nullOStream(), f.holder);
-        for (auto& p : producers) ASSERT_TRUE(p->waitFor(10s));
-        EXPECT_EQ(f.op->writeCalls, 1);
-        EXPECT_EQ(f.op->signalCalls, 1);
-        EXPECT_EQ(delivered.size(), std::size_t(kProducers * kEach));
-        EXPECT_EQ(f.op->getErrorCode(), 0);
-    }
 }
 
 TEST(KivoMultiResponseOperationBase, HandlerExceptionBeforeAnyResultBecomesTheStatus) {

@@ -121,15 +121,6 @@ TEST_F(ProcessTest, EachOutcomeGivesItsStatusAndItsRecords) {
     }
 }
 
-TEST_F(ProcessTest, HandlerReceivesTheVeryObjectProcessed) {
-    make(&ctx);
-    run();
-    auto calls = ctx.handler.calls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].entry, "callHandler");
-    EXPECT_EQ(calls[0].op, static_cast<KivoOperationBase*>(op));
-}
-
 TEST_F(ProcessTest, ContextSetBeforeThrowingKeepsItsTexts) {
     make(&ctx);
     ctx.handler.action = [this](std::string const&) {

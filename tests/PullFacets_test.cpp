@@ -137,32 +137,4 @@ TEST(PulledEnumerationLayers, PulledEnumOpenOperationBaseKeepsOnlyContinueOnErro
     }
 }
 
-// Every path to a facet leads to the same subobject: a value set through one
-// is read through all the others.
-TEST(PulledEnumerationLayers, EachFacetExistsOnceWhicheverLayerReachesIt) {
-    PulledEnumOpenOperationBase op;
-    IPulledEnumOpenOperation& iface = op;
-    IPullOperation& pull = iface;
-    PullOperationBase& pullBase = op;
-
-    EXPECT_EQ(static_cast<IEnumerationContext*>(&pull), static_cast<IEnumerationContext*>(&pullBase));
-    EXPECT_EQ(static_cast<EnumerationContextOperationBase*>(&pullBase),
-              static_cast<EnumerationContextOperationBase*>(&op));
-    EXPECT_EQ(static_cast<ContinueOnErrorOperationBase*>(static_cast<OpenOperationBase*>(&op)),
-              static_cast<ContinueOnErrorOperationBase*>(&op));
-
-    pull.setEnumerationContext("from the handler");
-    EXPECT_EQ(iface.getEnumerationContext(), KVOString("from the handler"));
-    EXPECT_EQ(pullBase.getEnumerationContext(), KVOString("from the handler"));
-    EXPECT_EQ(static_cast<EnumerationContextOperationBase&>(op).getEnumerationContext(),
-              KVOString("from the handler"));
-
-    static_cast<MaxObjectCountOperationBase&>(pullBase).setMaxObjectCount(9);
-    op.setOperationTimeout(12);
-    static_cast<OpenOperationBase&>(op).setContinueOnError(true);
-    EXPECT_EQ(pull.getMaxObjectCount(), 9u);
-    EXPECT_EQ(static_cast<IOpenOperation&>(iface).getOperationTimeout(), 12u);
-    EXPECT_TRUE(static_cast<IContinueOnError&>(iface).getContinueOnError());
-}
-
 }  // namespace
