@@ -284,6 +284,8 @@ public:
     std::vector<std::pair<KVOString, KVOString>> getKeyBindings() const override;
     std::vector<KVOKeyBinding> getKeys() const override { return _keys; }
     KVOString getHost() const override { return _host; }
+    // The keys without a copy, for writers that know this class.
+    std::vector<KVOKeyBinding> const& keys() const { return _keys; }
 
     // A copy of `path` in another namespace (the host is kept).
     static KVOSmrPtr<IKivoInstanceName> withNameSpace(IKivoInstanceName const& path, KVOString nameSpace);

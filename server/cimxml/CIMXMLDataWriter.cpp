@@ -5,6 +5,7 @@
 #include "Cimom/ProtocolAdapter/KivoOperationHandlerContext.h"
 #include "KivoUtilities/KVOCIMUtils.h"
 
+#include <charconv>
 #include <cctype>
 #include <stdexcept>
 
@@ -153,6 +154,24 @@ void CIMXMLDataWriter::writeQualifierDeclaration(std::string& out, qora::IQualif
     out += "</QUALIFIER.DECLARATION>";
 }
 
+namespace {
+
+// The decimal digits of an integer value into `digits` (NUL-terminated);
+// false when the value holds no integer (text that a general writer spells).
+bool integerText(IKivoValue const& value, KVOCIMType type, char (&digits)[24]) {
+    try {
+        auto const end = KVOCIMTypes::isUnsigned(type)
+                             ? std::to_chars(digits, digits + sizeof digits - 1, value.getUnsigned())
+                             : std::to_chars(digits, digits + sizeof digits - 1, value.getSigned());
+        *end.ptr = '\0';
+        return true;
+    } catch (KivoBaseException const&) {
+        return false;
+    }
+}
+
+}  // namespace
+
 void CIMXMLDataWriter::writeScalarText(std::string& out, IKivoValue const& value) {
     out += "<VALUE>";
     KVOCIMType const type = value.getCIMType();
@@ -165,6 +184,9 @@ void CIMXMLDataWriter::writeScalarText(std::string& out, IKivoValue const& value
             writeClass(embedded, cls);
         }
         text::appendEscaped(out, embedded);
+    } else if (char digits[24]; KVOCIMTypes::isInteger(type) && integerText(value, type, digits)) {
+        // Integers need neither escaping nor a string of their own.
+        out.append(digits);
     } else {
         // Leading and trailing spaces as character references, so that
         // readers that trim element text keep them.
@@ -267,7 +289,11 @@ void CIMXMLDataWriter::writeInstanceName(std::string& out, IKivoInstanceName con
     out += "<INSTANCENAME";
     attr(out, "CLASSNAME", path.getClassName());
     out += '>';
-    for (KVOKeyBinding const& key : path.getKeys()) writeKeyBinding(out, key);
+    if (auto const* own = dynamic_cast<CKivoInstanceName const*>(&path)) {
+        for (KVOKeyBinding const& key : own->keys()) writeKeyBinding(out, key);
+    } else {
+        for (KVOKeyBinding const& key : path.getKeys()) writeKeyBinding(out, key);
+    }
     out += "</INSTANCENAME>";
 }
 
