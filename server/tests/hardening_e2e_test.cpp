@@ -64,13 +64,11 @@ TEST_F(HardeningTest, BasicAuthenticationRefusesEveryRequestWithoutValidCredenti
         char const* name;
         std::string header;
     };
+    // Every form of bad credentials is told apart in AuthGate_test; here one
+    // of each answer path shows the front end applies the gate.
     std::vector<Case> const cases = {
         {"no credentials", ""},
-        {"wrong password", "Authorization: Basic YWxpY2U6c2VjcmVU\r\n"},    // alice:secreT
-        {"unknown user", "Authorization: Basic Ym9iOnNlY3JldA==\r\n"},      // bob:secret
-        {"no colon", "Authorization: Basic YWxpY2VzZWNyZXQ=\r\n"},          // alicesecret
-        {"bad base64", "Authorization: Basic YWxpY2U6c2VjcmV0*\r\n"},
-        {"scheme without credentials", "Authorization: Basic\r\n"},
+        {"wrong password", "Authorization: Basic YWxpY2U6c2VjcmVU\r\n"},  // alice:secreT
         {"other scheme", "Authorization: Digest username=\"alice\"\r\n"},
         {"binary credentials", "Authorization: Basic " + std::string(6000, '/') + "\r\n"},
     };

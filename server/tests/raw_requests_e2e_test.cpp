@@ -182,17 +182,6 @@ TEST_F(RawRequestTest, OversizeAndTruncatedBodiesAreRefused) {
         EXPECT_EQ(r.status, 400);
     }
     expectServing();
-    {
-        // A client that stops sending in the middle of a body loses the
-        // connection once the read timeout expires.
-        Connection c(server.port());
-        std::string request = e2e::cimRequest("GetClass", "root/cimv2", kGetClassBody);
-        ASSERT_TRUE(c.send(request.substr(0, request.size() - 40)));
-        HttpResponse r = c.read();
-        EXPECT_TRUE(r.status == 400 || r.status == 0);
-        EXPECT_TRUE(c.waitClosed());
-    }
-    expectServing();
 }
 
 struct HostileCase {
