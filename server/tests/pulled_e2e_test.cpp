@@ -219,8 +219,6 @@ TEST_F(PulledAuthTest, AnotherUsersContextIsAnsweredAsAnUnknownOne) {
     auth = alice;
     Answer a = call("OpenEnumerateInstances", kScaleClass + count(2));
     ASSERT_EQ(a.error, 0) << a.body;
-    ASSERT_EQ(a.context.size(), 32u) << a.context;
-    EXPECT_EQ(a.context.find_first_not_of("0123456789abcdef"), std::string::npos) << a.context;
 
     auth = bob;
     std::string const unknown(32, 'a');
