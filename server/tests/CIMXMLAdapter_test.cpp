@@ -231,17 +231,18 @@ protected:
     }
     void TearDown() override { QORAConfigManager::getInstance()->removeValue("QORA", "HTTPTransferEncoding"); }
 
-    Answer run(std::string const& raw, KVOMemorySocket::Peer peer = KVOMemorySocket::Loopback) {
+    Answer run(std::string const& raw, KVOMemorySocket::Peer peer = KVOMemorySocket::Loopback,
+               char const* principal = "") {
         KVOMemorySocket sock(raw, peer);
-        return run(sock);
+        return run(sock, principal);
     }
 
-    Answer run(KVOMemorySocket& sock) {
+    Answer run(KVOMemorySocket& sock, char const* principal = "") {
         KVOGenericHTTPIStream istr(sock);
         KVOGenericHTTPOStream ostr(sock);
         KVOHTTPRequest head;
         EXPECT_TRUE(head.readFrom(istr));
-        bool keep = adapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000", ""});
+        bool keep = adapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000", principal});
         Answer a = decode(sock.output());
         a.keepAlive = keep;
         return a;
@@ -288,16 +289,8 @@ TEST_F(CIMXMLAdapterTest, RequestsItCannotServeNeverReachTheHandlerAndAreDeregis
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.name);
-        kivo_test::TestHandlerContext ctx;
-        ctx.setHandler(&handler);
-        CIMXMLAdapter a(ctx, options);
-        KVOMemorySocket sock(c.raw, KVOMemorySocket::Loopback);
-        KVOGenericHTTPIStream istr(sock);
-        KVOGenericHTTPOStream ostr(sock);
-        KVOHTTPRequest head;
-        ASSERT_TRUE(head.readFrom(istr));
-        a.processRequest(head, istr, ostr, {});
-        Answer ans = decode(sock.output());
+        int const registered = context.registered();
+        Answer ans = run(c.raw);
         if (c.status != 0) {
             EXPECT_EQ(ans.status, c.status);
             EXPECT_EQ(ans.headers["CIMError"], c.cimError);
@@ -305,8 +298,8 @@ TEST_F(CIMXMLAdapterTest, RequestsItCannotServeNeverReachTheHandlerAndAreDeregis
             EXPECT_EQ(ans.status, 400);
         }
         EXPECT_EQ(ans.body, "");
-        EXPECT_EQ(ctx.registered(), 1);
-        EXPECT_EQ(ctx.deregistered(), 1);
+        EXPECT_EQ(context.registered(), registered + 1);
+        EXPECT_EQ(context.deregistered(), registered + 1);
     }
     EXPECT_TRUE(handler.entries().empty());
 }
@@ -424,10 +417,6 @@ TEST_F(CIMXMLAdapterTest, AClientThatGoesAwayMidResponseReleasesTheProducers) {
     expectBalanced();
 }
 
-}  // namespace
-
-namespace {
-
 TEST_F(CIMXMLAdapterTest, AChunkedRequestClosesTheConnectionAfterItsAnswer) {
     std::string const full = request("GetClass", kClassName);
     std::string const head = full.substr(0, full.find("Content-Length:")) + "Transfer-Encoding: chunked\r\n\r\n";
@@ -457,12 +446,7 @@ TEST_F(CIMXMLAdapterTest, TheFrontEndsPrincipalBecomesTheOperationsToken) {
     Answer anonymous = run(request("GetClass", kClassName, "Authorization: Basic YWxpY2U6c2VjcmV0\r\n"));
     EXPECT_EQ(anonymous.status, 200);
     EXPECT_EQ(handler.user, "<no token>");
-    KVOMemorySocket sock(request("GetClass", kClassName), KVOMemorySocket::Loopback);
-    KVOGenericHTTPIStream istr(sock);
-    KVOGenericHTTPOStream ostr(sock);
-    KVOHTTPRequest head;
-    ASSERT_TRUE(head.readFrom(istr));
-    adapter.processRequest(head, istr, ostr, {"127.0.0.1", "5988", "127.0.0.1", "40000", "alice"});
+    run(request("GetClass", kClassName), KVOMemorySocket::Loopback, "alice");
     EXPECT_EQ(handler.user, "alice");
 }
 TEST_F(CIMXMLAdapterTest, SchemaRequestsReachTheirHandlerWithWhatTheyCarry) {

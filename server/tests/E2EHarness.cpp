@@ -265,6 +265,8 @@ std::string Connection::readSome(std::size_t n) {
     return out;
 }
 
+bool Connection::waitForData() { return !_buffer.empty() || fill(); }
+
 bool Connection::waitClosed() {
     _buffer.clear();
     auto deadline = Clock::now() + kReadLimit;

@@ -90,6 +90,9 @@ public:
     HttpResponse read();
     // Reads up to `n` bytes (fewer at the end of the stream).
     std::string readSome(std::size_t n);
+    // Waits until the server has sent something, which read() then takes;
+    // false at the end of the stream.
+    bool waitForData();
     // True when the server closed the connection (a read meets the end)
     // within kReadLimit.
     bool waitClosed();

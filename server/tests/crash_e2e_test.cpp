@@ -340,7 +340,9 @@ State stateOf(std::string const& instance, std::string& why) {
     return s;
 }
 
-class CrashTest : public ::testing::Test {
+// The shared fixture's server, killed with SIGKILL at the end of the test
+// rather than stopped.
+class CrashTest : public e2e::ServerTest {
 protected:
     void SetUp() override {
         char pattern[] = "/tmp/kivo-crash.XXXXXX";
@@ -349,21 +351,23 @@ protected:
         _file = _dir + "/repository.db";
     }
     void TearDown() override {
-        if (_server.pid() > 0) _server.stop(SIGKILL);
+        if (server.pid() > 0) server.stop(SIGKILL);
         std::error_code ignored;
         if (!_dir.empty()) std::filesystem::remove_all(_dir, ignored);
     }
 
-    void start() {
-        std::string error;
-        ASSERT_TRUE(_server.start({"--repository", _file, "--log-level", "critical"}, error)) << error;
-    }
+    void start() { ServerTest::start({"--repository", _file}); }
 
-    HttpResponse exchange(std::string const& bytes) {
-        Connection c(_server.port());
-        EXPECT_TRUE(c.ok());
-        EXPECT_TRUE(c.send(bytes));
-        return c.read();
+    // The clients work for `ms`, then the server is killed: its exit status.
+    int workThenKill(std::vector<Client>& clients, int ms) {
+        std::atomic<bool> stop{false};
+        std::vector<std::thread> threads;
+        for (Client& c : clients) threads.emplace_back([&c, &stop, port = server.port()] { c.work(port, stop); });
+        std::this_thread::sleep_for(milliseconds(ms));
+        int const status = server.stop(SIGKILL);
+        stop = true;
+        for (std::thread& t : threads) t.join();
+        return status;
     }
 
     // Reads every instance of the class and matches each client's instances
@@ -419,7 +423,6 @@ protected:
         return ok;
     }
 
-    e2e::ServerProcess _server;
     std::string _dir;
     std::string _file;
 };
@@ -443,13 +446,7 @@ TEST_F(CrashTest, EveryAcknowledgedChangeSurvivesSigkillAndNothingElseDoes) {
     auto const began = Clock::now();
     int kills = 0;
     for (; kills < kKills && Clock::now() - began < kRunLimit; ++kills) {
-        std::atomic<bool> stop{false};
-        std::vector<std::thread> threads;
-        for (Client& c : clients) threads.emplace_back([&c, &stop, port = _server.port()] { c.work(port, stop); });
-        std::this_thread::sleep_for(milliseconds(std::uniform_int_distribution<int>(kMinRunMs, kMaxRunMs)(rng)));
-        int const status = _server.stop(SIGKILL);
-        stop = true;
-        for (std::thread& t : threads) t.join();
+        int const status = workThenKill(clients, std::uniform_int_distribution<int>(kMinRunMs, kMaxRunMs)(rng));
         ASSERT_EQ(status, 128 + SIGKILL) << "the server ended before it was killed";
         for (Client const& c : clients)
             for (std::string const& f : c.faults) ADD_FAILURE() << "client answer: " << f;
@@ -460,16 +457,8 @@ TEST_F(CrashTest, EveryAcknowledgedChangeSurvivesSigkillAndNothingElseDoes) {
     // The file as a kill leaves it: the clients work once more, the server is
     // killed, and SQLite's full check reads every page before the server
     // opens it again.
-    {
-        std::atomic<bool> stop{false};
-        std::vector<std::thread> threads;
-        for (Client& c : clients) threads.emplace_back([&c, &stop, port = _server.port()] { c.work(port, stop); });
-        std::this_thread::sleep_for(milliseconds(kMaxRunMs));
-        ASSERT_EQ(_server.stop(SIGKILL), 128 + SIGKILL);
-        stop = true;
-        for (std::thread& t : threads) t.join();
-        ++kills;
-    }
+    ASSERT_EQ(workThenKill(clients, kMaxRunMs), 128 + SIGKILL);
+    ++kills;
     sqlite3* db = nullptr;
     ASSERT_EQ(sqlite3_open_v2(_file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
     std::string check;
@@ -489,7 +478,7 @@ TEST_F(CrashTest, EveryAcknowledgedChangeSurvivesSigkillAndNothingElseDoes) {
 
     ASSERT_NO_FATAL_FAILURE(start());
     EXPECT_TRUE(verify(clients, kills)) << "seed " << seed;
-    EXPECT_EQ(_server.stop(SIGTERM), 0) << "the server did not stop cleanly";
+    EXPECT_EQ(server.stop(SIGTERM), 0) << "the server did not stop cleanly";
 
     Counts total;
     for (Client const& c : clients) {

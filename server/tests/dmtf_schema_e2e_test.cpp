@@ -281,14 +281,8 @@ TEST_F(SchemaServer, EnumerateClassNamesNamesEveryClass) {
     static std::regex const className(R"re(<CLASSNAME NAME="(\w+)")re");
     for (auto it = std::sregex_iterator(body.begin(), body.end(), className); it != std::sregex_iterator(); ++it)
         names.insert((*it)[1]);
-    std::size_t cim = 0, prs = 0;
-    for (std::string const& n : names) {
-        cim += n.rfind("CIM_", 0) == 0;
-        prs += n.rfind("PRS_", 0) == 0;
-    }
+    // MofSchema_test counts them by prefix; here each must be the files' own.
     EXPECT_EQ(names.size(), 1631u);
-    EXPECT_EQ(cim, 1570u);
-    EXPECT_EQ(prs, 61u);
     std::set<std::string> inFiles;
     for (auto const& [cls, parent] : *parents) inFiles.insert(cls);
     EXPECT_EQ(names, inFiles);

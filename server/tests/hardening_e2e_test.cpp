@@ -15,7 +15,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <thread>
 
@@ -64,13 +63,11 @@ TEST_F(HardeningTest, BasicAuthenticationRefusesEveryRequestWithoutValidCredenti
         char const* name;
         std::string header;
     };
+    // Every form of bad credentials is told apart in AuthGate_test; here one
+    // of each answer path shows the front end applies the gate.
     std::vector<Case> const cases = {
         {"no credentials", ""},
-        {"wrong password", "Authorization: Basic YWxpY2U6c2VjcmVU\r\n"},    // alice:secreT
-        {"unknown user", "Authorization: Basic Ym9iOnNlY3JldA==\r\n"},      // bob:secret
-        {"no colon", "Authorization: Basic YWxpY2VzZWNyZXQ=\r\n"},          // alicesecret
-        {"bad base64", "Authorization: Basic YWxpY2U6c2VjcmV0*\r\n"},
-        {"scheme without credentials", "Authorization: Basic\r\n"},
+        {"wrong password", "Authorization: Basic YWxpY2U6c2VjcmVU\r\n"},  // alice:secreT
         {"other scheme", "Authorization: Digest username=\"alice\"\r\n"},
         {"binary credentials", "Authorization: Basic " + std::string(6000, '/') + "\r\n"},
     };
@@ -242,35 +239,21 @@ TEST_F(HardeningTest, AStopDuringAStreamedResponseLetsItFinish) {
     start({"--threads", "2", "--scale-instances", std::to_string(count), "--shutdown-timeout", "120"});
     Connection c(server.port());
     ASSERT_TRUE(c.send(scaleRequest("EnumerateInstances")));
-    std::string const first = c.readSome(100);
-    ASSERT_FALSE(first.empty());
+    ASSERT_TRUE(c.waitForData());
     ASSERT_EQ(::kill(server.pid(), SIGTERM), 0);
     // The rest is read only after the signal: the response is in flight.
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    std::string rest;
-    for (std::string more = c.readSome(1 << 20); !more.empty(); more = c.readSome(1 << 20)) rest += more;
-    std::string const raw = first + rest;
+    HttpResponse r = c.read();
     EXPECT_EQ(server.stop(0), 0);
 
-    std::size_t const bodyAt = raw.find("\r\n\r\n");
-    ASSERT_NE(bodyAt, std::string::npos);
-    EXPECT_EQ(raw.substr(0, 15), "HTTP/1.1 200 OK");
-    // Chunks may split an element anywhere: count in the joined chunks.
-    std::string body;
-    for (std::size_t at = bodyAt + 4;;) {
-        std::size_t const eol = raw.find("\r\n", at);
-        ASSERT_NE(eol, std::string::npos);
-        std::size_t const size = std::strtoul(raw.c_str() + at, nullptr, 16);
-        if (size == 0) break;
-        ASSERT_LE(eol + 2 + size, raw.size());
-        body.append(raw, eol + 2, size);
-        at = eol + 2 + size + 2;
-    }
-    EXPECT_EQ(e2e::count(body, "<VALUE.NAMEDINSTANCE>"), static_cast<std::size_t>(count));
-    EXPECT_EQ(e2e::count(body, "</VALUE.NAMEDINSTANCE>"), static_cast<std::size_t>(count));
-    EXPECT_NE(body.find("</IRETURNVALUE></IMETHODRESPONSE></SIMPLERSP></MESSAGE></CIM>"), std::string::npos);
-    EXPECT_NE(raw.find("\r\n0\r\nCIMStatusCode: 0\r\n"), std::string::npos) << raw.substr(raw.size() - 300);
-    EXPECT_EQ(raw.substr(raw.size() - 4), "\r\n\r\n");
+    ASSERT_TRUE(r.complete) << "the response was cut";
+    EXPECT_EQ(r.protocol, "HTTP/1.1");
+    EXPECT_EQ(r.status, 200);
+    EXPECT_TRUE(r.chunked);
+    EXPECT_EQ(e2e::count(r.body, "<VALUE.NAMEDINSTANCE>"), static_cast<std::size_t>(count));
+    EXPECT_EQ(e2e::count(r.body, "</VALUE.NAMEDINSTANCE>"), static_cast<std::size_t>(count));
+    EXPECT_NE(r.body.find("</IRETURNVALUE></IMETHODRESPONSE></SIMPLERSP></MESSAGE></CIM>"), std::string::npos);
+    EXPECT_EQ(r.trailers["cimstatuscode"], "0");
 }
 
 TEST_F(HardeningTest, ClientsThatLeaveMidStreamReleaseTheirThreadAndProducer) {

@@ -1,8 +1,8 @@
 // End to end with the pulled enumerations of DSP0200 1.3 and ExecQuery, as raw
 // CIM-XML requests: a whole enumeration of 10,000 generated instances pulled
 // 100 at a time, the other Opens and Pulls, the response shape clients parse
-// (IRETURNVALUE, then EndOfSequence and EnumerationContext), expired, closed,
-// spent and wrong-kind contexts, the caps on open enumerations (the server's
+// (IRETURNVALUE, then EndOfSequence and EnumerationContext), the
+// OperationTimeout of an Open, the caps on open enumerations (the server's
 // and one principal's share), contexts bound to the user that opened them,
 // the open values the server refuses, and streamed answers whose clients
 // leave early. Every test ends with a clean stop of a server that still has
@@ -172,25 +172,17 @@ TEST_F(PulledTest, PathsAssociationsAndQueriesArePulledTheSameWay) {
     EXPECT_NE(a.body.find("<IRETURNVALUE><VALUE.OBJECTWITHPATH><INSTANCEPATH>"), std::string::npos) << a.body;
 }
 
-TEST_F(PulledTest, ExpiredClosedSpentAndWrongKindContextsAnswerInvalidEnumerationContext) {
+// Spent, closed and wrong-kind contexts are answered 21 in
+// EnumerationContexts_test and, on the wire, in client_e2e; here the
+// OperationTimeout an Open names reaches the table.
+TEST_F(PulledTest, AnEnumerationExpiresAfterTheOperationTimeoutItsOpenNamed) {
     Answer idle = call("OpenEnumerateInstances", kScaleClass + count(1) + valueParam("OperationTimeout", "1"));
     ASSERT_EQ(idle.error, 0);
-    Answer closed = call("OpenEnumerateInstancePaths", kScaleClass + count(1));
-    ASSERT_EQ(closed.error, 0);
-
-    EXPECT_EQ(pull("PullInstancePaths", idle.context, 1).error, 21) << "wrong kind";
-    Answer next = pull("PullInstancesWithPath", idle.context, 1);
-    ASSERT_EQ(next.error, 0) << "a wrong-kind pull leaves the context usable";
-    EXPECT_EQ(pull("PullInstancesWithPath", idle.context, 1).error, 21) << "spent";
-
-    EXPECT_EQ(close(closed.context), 0);
-    Answer again = call("CloseEnumeration", valueParam("EnumerationContext", closed.context));
-    EXPECT_EQ(again.error, 21);
-    EXPECT_EQ(pull("PullInstancePaths", closed.context, 1).error, 21) << "closed";
-    EXPECT_EQ(pull("PullInstancesWithPath", "0123456789abcdef.1", 1).error, 21) << "never handed out";
-
+    Answer kept = call("OpenEnumerateInstances", kScaleClass + count(1));
+    ASSERT_EQ(kept.error, 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(2500));  // beyond the 1 s timeout, and a sweep
-    EXPECT_EQ(pull("PullInstancesWithPath", next.context, 1).error, 21) << "expired";
+    EXPECT_EQ(pull("PullInstancesWithPath", idle.context, 1).error, 21) << "expired";
+    EXPECT_EQ(pull("PullInstancesWithPath", kept.context, 1).error, 0) << "the default timeout is longer";
 }
 
 TEST_F(PulledTest, OnePrincipalHoldsAtMostSixtyFourOpenEnumerations) {
@@ -227,8 +219,6 @@ TEST_F(PulledAuthTest, AnotherUsersContextIsAnsweredAsAnUnknownOne) {
     auth = alice;
     Answer a = call("OpenEnumerateInstances", kScaleClass + count(2));
     ASSERT_EQ(a.error, 0) << a.body;
-    ASSERT_EQ(a.context.size(), 32u) << a.context;
-    EXPECT_EQ(a.context.find_first_not_of("0123456789abcdef"), std::string::npos) << a.context;
 
     auth = bob;
     std::string const unknown(32, 'a');

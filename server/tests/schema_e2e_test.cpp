@@ -4,8 +4,8 @@
 // root/cimv2 that the server started empty. What the server then answers to
 // EnumerateClasses (deep, with qualifiers and class origins) and
 // EnumerateQualifiers must equal the same MOF compiled in process, class by
-// class and declaration by declaration. Then the refusals and a ModifyClass
-// that a client makes from GetClass.
+// class and declaration by declaration. Then a second send that is refused
+// and a ModifyClass that a client makes from GetClass.
 #include "E2EHarness.h"
 
 #include "CIMXMLDataReader.h"
@@ -141,10 +141,8 @@ TEST_F(SchemaTest, SentModelEqualsTheCompiledOneAndRefusesWhatWouldDangle) {
     EXPECT_NE(out.find("CreateClass CIM_ManagedElement in root/cimv2: CIM_ERR_ALREADY_EXISTS (11)"), std::string::npos)
         << out;
 
-    EXPECT_EQ(errorCode(call("DeleteClass", className("KIVT_LogicalDevice"))), "8");
-    EXPECT_EQ(errorCode(call("DeleteClass", className("KIVT_DiskDrive"))), "9");
-    std::string const disk = e2e::between(call("GetClass", className("KIVT_DiskDrive")), "<IRETURNVALUE>", "</IRETURNVALUE>");
-    EXPECT_EQ(errorCode(call("ModifyClass", "<IPARAMVALUE NAME=\"ModifiedClass\">" + disk + "</IPARAMVALUE>")), "9");
+    // The refusals of DeleteClass and ModifyClass are checked in
+    // SchemaOperations_test.
 
     // A client's round trip: GetClass, one property more, ModifyClass.
     std::string port = e2e::between(call("GetClass", className("KIVT_NetworkPort")), "<IRETURNVALUE>", "</IRETURNVALUE>");
