@@ -202,7 +202,11 @@ void appendTyped(std::string& out, KVOCIMType type, KVOString const& referenceCl
         out += ' ';
     }
     out += name.str();
-    if (isArray) out += arraySize ? "[" + std::to_string(arraySize) + "]" : std::string("[]");
+    if (isArray) {
+        out += '[';
+        if (arraySize) out += std::to_string(arraySize);
+        out += ']';
+    }
 }
 
 void appendScopes(std::string& out, unsigned scopes) {

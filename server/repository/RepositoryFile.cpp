@@ -227,7 +227,8 @@ void runUndo(std::vector<std::function<void()>>& level) {
 
 void RepositoryFile::Impl::write(std::function<void(Connection&)> const& body) {
     if (writing()) {
-        std::string const savepoint = "s" + std::to_string(undo.size());
+        std::string savepoint = std::to_string(undo.size());
+        savepoint.insert(savepoint.begin(), 's');
         writer->exec(("SAVEPOINT " + savepoint).c_str());
         undo.emplace_back();
         try {
