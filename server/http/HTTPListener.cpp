@@ -470,10 +470,7 @@ struct HTTPListener::Loop {
             c->info = describeConnection(fd);
             c->info.id = c->id;
             c->info.tls = tls;
-            {
-                std::lock_guard<std::mutex> lock(self._mutex);
-                ++self._accepted;
-            }
+            self._accepted.fetch_add(1, std::memory_order_relaxed);
             int& fromPeer = perPeer[c->info.peerAddress];
             bool const overCap = counted >= static_cast<std::size_t>(opt.maxConnections);
             bool const overPeerCap = fromPeer >= opt.maxConnectionsPerPeer;
@@ -483,10 +480,7 @@ struct HTTPListener::Loop {
             if (overCap || overPeerCap) {
                 if (fromPeer == 0) perPeer.erase(conn.info.peerAddress);
                 conn.counted = false;
-                {
-                    std::lock_guard<std::mutex> lock(self._mutex);
-                    ++self._refused;
-                }
+                self._refused.fetch_add(1, std::memory_order_relaxed);
                 log("Connection refused with 503: " +
                         (overCap ? std::to_string(opt.maxConnections) + " connections open"
                                  : std::to_string(opt.maxConnectionsPerPeer) + " connections open from " +
@@ -721,10 +715,7 @@ struct HTTPListener::Loop {
             return false;
         }
         std::size_t const headLength = c.in.size() - memory.unreceived() - istr.buffered();
-        {
-            std::lock_guard<std::mutex> lock(self._mutex);
-            ++self._requests;
-        }
+        self._requests.fetch_add(1, std::memory_order_relaxed);
         c.request = std::move(request);
         std::string rest = c.in.substr(headLength);
         c.in.clear();
@@ -858,8 +849,11 @@ struct HTTPListener::Loop {
                                              std::move(c.body), c.info, c.requestDeadline, c.reserved});
         c.body.clear();
         c.reserved = 0;
-        std::lock_guard<std::mutex> lock(self._mutex);
-        self._jobs.push_back(std::move(job));
+        {
+            std::lock_guard<std::mutex> lock(self._mutex);
+            self._jobs.push_back(std::move(job));
+        }
+        // Outside the lock, so that the thread woken does not wait for it.
         self._jobsChanged.notify_one();
     }
 
@@ -878,8 +872,10 @@ struct HTTPListener::Loop {
             if (it == conns.end()) continue;
             Conn& c = *it->second;
             c.state = State::Head;  // the loop's again
-            c.events = 0;
-            add(c.fd, 0, c.id);
+            // Watched at once as a connection waiting for its next request
+            // is, which is what most become.
+            c.events = EPOLLIN | EPOLLRDHUP;
+            add(c.fd, c.events, c.id);
             if (stopping || cut || !d->persist) {
                 if (d->linger && !stopping) {
                     linger(c);
@@ -1073,18 +1069,15 @@ void HTTPListener::wake() {
 }
 
 unsigned long HTTPListener::connectionsAccepted() const {
-    std::lock_guard<std::mutex> lock(_mutex);
-    return _accepted;
+    return _accepted.load(std::memory_order_relaxed);
 }
 
 unsigned long HTTPListener::requestsStarted() const {
-    std::lock_guard<std::mutex> lock(_mutex);
-    return _requests;
+    return _requests.load(std::memory_order_relaxed);
 }
 
 unsigned long HTTPListener::connectionsRefused() const {
-    std::lock_guard<std::mutex> lock(_mutex);
-    return _refused;
+    return _refused.load(std::memory_order_relaxed);
 }
 
 void HTTPListener::workerLoop() {
@@ -1124,9 +1117,15 @@ void HTTPListener::serve(Job& job) {
         istr.read(rest.data(), static_cast<long>(rest.size()));
         done->unread = std::move(rest) + sock.unread();
     }
-    std::lock_guard<std::mutex> lock(_mutex);
-    _done.push_back(std::move(done));
-    wake();
+    bool first;
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        first = _done.empty();
+        _done.push_back(std::move(done));
+    }
+    // The loop reads the eventfd before it takes the whole list, so one wake
+    // per list it has not taken yet is enough.
+    if (first) wake();
 }
 
 }  // namespace refserver

@@ -84,6 +84,7 @@
 #pragma once
 
 #include <chrono>
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -217,9 +218,9 @@ private:
     std::vector<std::unique_ptr<Done>> _done; // guarded by _mutex: finished, not yet seen by the loop
     bool _stopping = false;                   // guarded by _mutex
     bool _workersQuit = false;                // guarded by _mutex: the pool is to end once _jobs is empty
-    unsigned long _accepted = 0;              // guarded by _mutex
-    unsigned long _requests = 0;              // guarded by _mutex
-    unsigned long _refused = 0;               // guarded by _mutex
+    std::atomic<unsigned long> _accepted{0};  // counters: written by the loop alone
+    std::atomic<unsigned long> _requests{0};
+    std::atomic<unsigned long> _refused{0};
     std::vector<std::thread> _workers;        // run()'s thread only
 };
 
