@@ -18,12 +18,12 @@ constexpr std::size_t kChunkEndRoom = 2;
 }  // namespace
 
 KVOGenericHTTPStreamBuf::KVOGenericHTTPStreamBuf(KVOSocket& sock, std::size_t bufferSize)
-    : _sock(sock), _putSize(std::max<std::size_t>(bufferSize, 16)), _put(kSizeLineRoom + _putSize + kChunkEndRoom) {
+    : _sock(sock), _putSize(std::max<std::size_t>(bufferSize, 16)), _put(std::make_unique_for_overwrite<char[]>(kSizeLineRoom + _putSize + kChunkEndRoom)) {
     resetPutArea();
 }
 
 void KVOGenericHTTPStreamBuf::resetPutArea() {
-    setp(_put.data() + kSizeLineRoom, _put.data() + kSizeLineRoom + _putSize);
+    setp(_put.get() + kSizeLineRoom, _put.get() + kSizeLineRoom + _putSize);
 }
 
 KVOGenericHTTPStreamBuf::~KVOGenericHTTPStreamBuf() {

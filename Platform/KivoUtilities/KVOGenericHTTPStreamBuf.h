@@ -25,6 +25,7 @@
 #include "KivoUtilities/KVOString.h"
 
 #include <cstddef>
+#include <memory>
 #include <streambuf>
 #include <string>
 #include <utility>
@@ -74,7 +75,10 @@ private:
     KVOSocket& _sock;
     StreamType _type = NotEncoded;
     std::size_t const _putSize;
-    std::vector<char> _put;  // the put area, with room for a chunk's framing around it
+    // The put area, with room for a chunk's framing around it; left
+    // uninitialised (one per response: zeroing it cost more than a small
+    // answer's whole writing).
+    std::unique_ptr<char[]> _put;
     std::string _wire;       // framed bytes not yet sent
     bool _headWritten = false;
     bool _bodyStarted = false;
