@@ -18,7 +18,9 @@ constexpr std::size_t kChunkEndRoom = 2;
 }  // namespace
 
 KVOGenericHTTPStreamBuf::KVOGenericHTTPStreamBuf(KVOSocket& sock, std::size_t bufferSize)
-    : _sock(sock), _putSize(std::max<std::size_t>(bufferSize, 16)), _put(std::make_unique_for_overwrite<char[]>(kSizeLineRoom + _putSize + kChunkEndRoom)) {
+    : _sock(sock),
+      _putSize(std::max<std::size_t>(bufferSize, 16)),
+      _put(std::make_unique_for_overwrite<char[]>(kSizeLineRoom + _putSize + kChunkEndRoom)) {
     resetPutArea();
 }
 

@@ -156,14 +156,14 @@ void CIMXMLDataWriter::writeQualifierDeclaration(std::string& out, qora::IQualif
 
 namespace {
 
-// The decimal digits of an integer value into `digits` (NUL-terminated);
-// false when the value holds no integer (text that a general writer spells).
-bool integerText(IKivoValue const& value, KVOCIMType type, char (&digits)[24]) {
+// Appends the decimal digits of an integer value; false, appending nothing,
+// when the value holds no integer (text that the general path spells).
+bool appendInteger(std::string& out, IKivoValue const& value, KVOCIMType type) {
+    char digits[24];
     try {
-        auto const end = KVOCIMTypes::isUnsigned(type)
-                             ? std::to_chars(digits, digits + sizeof digits - 1, value.getUnsigned())
-                             : std::to_chars(digits, digits + sizeof digits - 1, value.getSigned());
-        *end.ptr = '\0';
+        auto const end = KVOCIMTypes::isUnsigned(type) ? std::to_chars(digits, digits + sizeof digits, value.getUnsigned())
+                                                        : std::to_chars(digits, digits + sizeof digits, value.getSigned());
+        out.append(digits, end.ptr);
         return true;
     } catch (KivoBaseException const&) {
         return false;
@@ -184,12 +184,10 @@ void CIMXMLDataWriter::writeScalarText(std::string& out, IKivoValue const& value
             writeClass(embedded, cls);
         }
         text::appendEscaped(out, embedded);
-    } else if (char digits[24]; KVOCIMTypes::isInteger(type) && integerText(value, type, digits)) {
-        // Integers need neither escaping nor a string of their own.
-        out.append(digits);
-    } else {
-        // Leading and trailing spaces as character references, so that
-        // readers that trim element text keep them.
+    } else if (!KVOCIMTypes::isInteger(type) || !appendInteger(out, value, type)) {
+        // (Integers need neither escaping nor a string of their own.) Leading
+        // and trailing spaces as character references, so that readers that
+        // trim element text keep them.
         KVOString const spelled = value.toString();
         std::string_view const s = spelled.str();
         std::size_t first = 0;
